@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+
+#ifndef HOST_PLUGIN_LOADER_H
+#define HOST_PLUGIN_LOADER_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "scenario/framework.h"
+
+namespace host {
+
+/// What may go wrong when a plug-in is loaded.
+enum class LoadFailure {
+    NONE,
+    NO_FILE,        ///< nothing at that path, or not readable
+    NOT_A_LIBRARY,  ///< the dynamic linker refuses the file: no ELF library, wrong machine, missing library
+    UNDEFINED_SYMBOL,
+    NO_ENTRY,     ///< no GetInstance
+    NO_INSTANCE,  ///< GetInstance appended nothing, or only null pointers
+    ENTRY_THREW,  ///< GetInstance raised an exception
+};
+
+/// A loaded plug-in library with the instances that it gave. The library stays loaded as long as this object
+/// lives; the instances go first. Whoever copies an instance pointer out must let go of it before.
+class Plugin {
+public:
+    Plugin(std::string path, void* handle, std::vector<std::shared_ptr<kovari::Interface>> instances);
+    Plugin(const Plugin&) = delete;
+    Plugin& operator=(const Plugin&) = delete;
+    ~Plugin();
+
+    const std::string& Path() const { return path; }
+    const std::vector<std::shared_ptr<kovari::Interface>>& Instances() const { return instances; }
+
+private:
+    std::string path;
+    void* handle;  // of dlopen; closed by the destructor
+    std::vector<std::shared_ptr<kovari::Interface>> instances;
+};
+
+/// Outcome for one file.
+struct LoadResult {
+    std::unique_ptr<Plugin> plugin;  ///< null on failure
+    LoadFailure failure = LoadFailure::NONE;
+    std::string message;  ///< one line: file, what is wrong, remedy; empty on success
+};
+
+/// Loads one library (RTLD_NOW | RTLD_LOCAL) and calls its GetInstance once. Never throws for what the
+/// plug-in does; std::bad_alloc may leave.
+LoadResult LoadPlugin(const std::string& path);
+
+/// LoadPlugin for every name that ends in ".so" in `directory`, in byte order of the names; other entries are
+/// left alone. A directory that cannot be read, or holds no such name, gives one result with the failure
+/// NO_FILE.
+std::vector<LoadResult> LoadPluginDirectory(const std::string& directory);
+
+}  // namespace host
+
+#endif  // HOST_PLUGIN_LOADER_H
