@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# Installs the Debian packages that the project needs and that this machine lacks, and prints which.
+#
+#   scripts/setup.sh build|test|ci
+set -euo pipefail
+
+build=(g++ cmake ninja-build pkg-config ca-certificates liblog4cplus-dev libsafec-dev libcli11-dev nlohmann-json3-dev)
+test=(libgtest-dev libgmock-dev libbenchmark-dev binutils ccache valgrind clang procps)
+ci=(git libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user-static)
+
+case "${1:-}" in
+  build) wanted=("${build[@]}") ;;
+  test) wanted=("${build[@]}" "${test[@]}") ;;
+  ci) wanted=("${build[@]}" "${test[@]}" "${ci[@]}") ;;
+  *) echo "usage: setup.sh build|test|ci" >&2; exit 2 ;;
+esac
+
+missing=()
+for package in "${wanted[@]}"; do
+  [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+root=()
+if [ "$(id -u)" -ne 0 ]; then
+  if ! command -v sudo >/dev/null; then
+    echo "setup: missing packages, and neither root nor sudo to install them: ${missing[*]}" >&2
+    exit 1
+  fi
+  root=(sudo)
+fi
+echo "setup: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+install() { "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends "$@"; }
+for attempt in 1 2 3; do
+  "${root[@]}" apt-get update -qq || true
+  install "${missing[@]}" >/dev/null && exit 0
+  sleep 3
+done
+echo "setup: apt-get could not install ${missing[*]}" >&2
+exit 1
