@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Hardening of what is shipped. _FORTIFY_SOURCE needs optimisation, and sanitizers bring their own checks.
 include(CheckCXXCompilerFlag)
 add_library(project_hardening INTERFACE)

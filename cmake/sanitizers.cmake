@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Instrumentation of the whole build, chosen with SCENARIO_NUMA_SANITIZE (a list for -fsanitize, comma-separated)
 # and SCENARIO_NUMA_COVERAGE.
 if(SCENARIO_NUMA_SANITIZE)

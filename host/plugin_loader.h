@@ -15,7 +15,8 @@ namespace host {
 enum class LoadFailure {
     NONE,
     NO_FILE,        ///< nothing at that path, or not readable
-    NOT_A_LIBRARY,  ///< the dynamic linker refuses the file: no ELF library, wrong machine, missing library
+    NOT_A_LIBRARY,  ///< no regular file, cut short, or refused by the dynamic linker: no ELF library, wrong
+                    ///< machine, missing library
     UNDEFINED_SYMBOL,
     NO_ENTRY,     ///< no GetInstance
     NO_INSTANCE,  ///< GetInstance appended nothing, or only null pointers
@@ -45,10 +46,12 @@ struct LoadResult {
     std::unique_ptr<Plugin> plugin;  ///< null on failure
     LoadFailure failure = LoadFailure::NONE;
     std::string message;  ///< one line: file, what is wrong, remedy; empty on success
+    std::string remark;   ///< one line about what was wrong but did not matter; mostly empty
 };
 
-/// Loads one library (RTLD_NOW | RTLD_LOCAL) and calls its GetInstance once. Never throws for what the
-/// plug-in does; std::bad_alloc may leave.
+/// Loads one library (RTLD_NOW | RTLD_LOCAL) and calls its GetInstance once. Never throws for what
+/// GetInstance does; std::bad_alloc may leave. A path without a slash is a file in the current directory.
+/// Null pointers among the instances are left out. On failure nothing of the library stays loaded.
 LoadResult LoadPlugin(const std::string& path);
 
 /// LoadPlugin for every name that ends in ".so" in `directory`, in byte order of the names; other entries are

@@ -3,6 +3,7 @@
 #ifndef HOST_REPLAY_SOURCE_H
 #define HOST_REPLAY_SOURCE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include <memory>
@@ -13,8 +14,10 @@
 namespace host {
 
 struct ReplayOptions {
-    std::string path;       ///< recording made with `perf stat -I N -x SEP -o FILE`; "-" is standard input
-    std::string separator;  ///< the SEP of the recording; empty: found from the first data line
+    std::string path;  ///< recording made with `perf stat -I N -x SEP -o FILE`; "-" is standard input
+    std::string
+        separator;  ///< the SEP of the recording ("\\t" is a tab); empty: found from the first data line
+    std::int32_t firstInputMs = 30000;  ///< longest wait for the first bytes of a named FIFO; -1: for ever
 };
 
 /// What has been read so far.
@@ -30,9 +33,23 @@ struct ReplayProgress {
 
 /// Reads a recording interval by interval, in memory that does not grow with its length. Lines that cannot be
 /// understood are counted, the first of each kind is remarked with file, line number, value and what was
-/// expected, and the reading goes on; a file without a single count fails.
+/// expected, and the reading goes on; a file without a single count fails when its end is reached.
+///
+/// An interval is what stands under one time stamp; it is given once the next one begins, so that a replay of
+/// a pipe is one interval behind it. A batch's interval is the difference to the stamp before, in a new run
+/// (a "# started on" line, or a stamp that steps back) the stamp itself; `timeNs` goes on over all runs.
+/// Counts are taken as perf scaled them. "pmu/event/" and "event [pmu]" give the sample's PMU; what the
+/// counts are aggregated by follows it ("uncore_l3c2 S0"), or stands alone; without both it is "-". An event
+/// that was in the run before and is not in the interval counts as missing.
+///
+/// Intervals of more than MAX_SAMPLES counts come in parts, the interval with the last. A part without
+/// samples comes when a signal handler ran during a wait for input, and every MAX_BYTES of input that
+/// complete no interval, so that the caller stays in charge.
 class ReplaySource : public CounterSource {
 public:
+    static constexpr std::size_t MAX_SAMPLES = 65536;
+    static constexpr std::uint64_t MAX_BYTES = 16777216;
+
     virtual ReplayProgress Progress() const = 0;
 };
 
@@ -42,6 +59,7 @@ struct ReplayResult {
     std::string error;
 };
 
+/// Takes a regular file, a pipe, a socket or a FIFO; a directory, a device or a terminal is refused.
 ReplayResult OpenReplaySource(const ReplayOptions& options);
 
 }  // namespace host

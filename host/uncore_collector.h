@@ -15,10 +15,14 @@ namespace host {
 /// PmuData on "uncore" while that topic is open.
 ///
 /// A published batch is one block of memory, record header and samples together, so that a host that releases
-/// the record releases all of it. Event names belong to the source and live as long as this instance.
+/// the record releases all of it. Event names belong to the source and live as long as this instance. A batch
+/// without samples is published too: the time that it covers counts.
+///
+/// Takes no lock but that of the message queue. Run raises std::system_error (operation not permitted) when
+/// the host never set that queue; a batch that could not be pushed is published by the next Run.
 class UncoreCollector : public kovari::Interface {
 public:
-    /// `periodMs`: how often Run is to be called.
+    /// `periodMs`: how often Run is to be called. Raises std::invalid_argument when `source` is null.
     UncoreCollector(std::unique_ptr<CounterSource> source, std::int32_t periodMs);
 
     Result OpenTopic(const kovari::Topic& topic) override;
@@ -27,7 +31,8 @@ public:
     Result Enable(const std::string& param) override;
     void Disable() override;
 
-    /// While "uncore" is open: fetches the next batch, unless Fetch already has, and publishes it.
+    /// While "uncore" is open: fetches the next batch, unless Fetch already has, and publishes it. Publishes
+    /// nothing once the source has ended or failed.
     void Run() override;
 
     /// Reads the next batch from the source without publishing it; the next Run publishes it. For whoever has
@@ -43,8 +48,11 @@ public:
     CounterSource& Source() { return *source; }
 
 private:
+    void Publish();
+
     std::unique_ptr<CounterSource> source;
     CounterBatch batch;
+    CounterBatch next;  // read into this one, so that END leaves `batch` alone
     CounterSource::Status status = CounterSource::Status::BATCH;
     bool fetched = false;
     bool opened = false;

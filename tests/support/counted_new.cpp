@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+
+// Replaces operator new of the program. A source of its own, so that the compiler does not see through the
+// pairs of calls.
+
+#include "tests/support/counted_new.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<size_t> allocations{0};
+
+}  // namespace
+
+size_t support::Allocations() noexcept
+{
+    return allocations;
+}
+
+void* operator new(size_t size)
+{
+    ++allocations;
+    void* block = std::malloc(size > 0 ? size : 1);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void operator delete(void* block) noexcept
+{
+    std::free(block);
+}
+
+void operator delete(void* block, size_t /*size*/) noexcept
+{
+    std::free(block);
+}

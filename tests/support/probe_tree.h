@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+
+#ifndef TESTS_SUPPORT_PROBE_TREE_H
+#define TESTS_SUPPORT_PROBE_TREE_H
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "common/pseudo_file.h"
+
+namespace support {
+
+/// Points the probes at a tree for the life of the object.
+class ProbeRoot {
+public:
+    explicit ProbeRoot(std::string path) : root(std::move(path)) { probe::SetFileRoot(root.c_str()); }
+    ~ProbeRoot() { probe::SetFileRoot(""); }
+    ProbeRoot(const ProbeRoot&) = delete;
+    ProbeRoot& operator=(const ProbeRoot&) = delete;
+
+private:
+    std::string root;
+};
+
+/// A temporary directory, removed at the end.
+class TempTree {
+public:
+    TempTree()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "probe-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("mkdtemp " + pattern);
+        }
+        root = pattern;
+    }
+    ~TempTree()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored);
+    }
+    TempTree(const TempTree&) = delete;
+    TempTree& operator=(const TempTree&) = delete;
+
+    const std::string& Root() const { return root; }
+    std::string Path(const std::string& path) const { return root + "/" + path; }
+
+    /// Writes a file, with the directories that it needs, and returns its full path.
+    std::string Write(const std::string& path, const std::string& content) const
+    {
+        const std::string full = Path(path);
+        std::filesystem::create_directories(std::filesystem::path(full).parent_path());
+        std::ofstream(full, std::ios::binary | std::ios::trunc) << content;
+        return full;
+    }
+
+private:
+    std::string root;
+};
+
+/// A temporary tree that the probes see as the root.
+struct ProbeTree : TempTree {
+    ProbeTree() : seen(Root()) {}
+    ProbeRoot seen;
+};
+
+}  // namespace support
+
+#endif  // TESTS_SUPPORT_PROBE_TREE_H

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+
+#include "tests/support/process_figures.h"
+
+#include <malloc.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define TESTS_SANITIZER_ALLOCATOR 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define TESTS_SANITIZER_ALLOCATOR 1
+#endif
+#endif
+
+namespace support {
+namespace {
+
+std::size_t EntriesOf(const char* directory)
+{
+    const std::filesystem::directory_iterator entries(directory);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+std::optional<std::size_t> HeapBytes()
+{
+#ifdef TESTS_SANITIZER_ALLOCATOR
+    return std::nullopt;
+#else
+    const struct mallinfo2 figures = mallinfo2();
+    return figures.uordblks + figures.hblkhd;
+#endif
+}
+
+}  // namespace
+
+ProcessFigures ReadProcessFigures()
+{
+    ProcessFigures figures;
+    figures.threads = EntriesOf("/proc/self/task");
+    figures.descriptors = EntriesOf("/proc/self/fd");
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        ++figures.mappings;
+    }
+    maps.close();
+    figures.heapBytes = HeapBytes();
+    return figures;
+}
+
+bool IsMapped(const std::string& path)
+{
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(path) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace support
