@@ -2,7 +2,7 @@
 # Instrumentation of the whole build, chosen with SCENARIO_NUMA_SANITIZE (a list for -fsanitize, comma-separated)
 # and SCENARIO_NUMA_COVERAGE.
 if(SCENARIO_NUMA_SANITIZE)
-  add_compile_options(-fsanitize=${SCENARIO_NUMA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  add_compile_options(-fsanitize=${SCENARIO_NUMA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${SCENARIO_NUMA_SANITIZE})
 endif()
 if(SCENARIO_NUMA_COVERAGE)

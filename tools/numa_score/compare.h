@@ -16,8 +16,9 @@ struct NamedSummary {
     Summary summary;
 };
 
-/// Two runs side by side with second minus first: a table, CSV with the columns measure,first,second,difference,
-/// or one JSON object in a line. What a run does not have is "-", empty or null. Every line has its line break.
+/// Two runs side by side with second minus first: a table, CSV with the columns
+/// measure,first,second,difference, or one JSON object in a line. What a run does not have is "-", empty or
+/// null. Every line has its line break.
 std::string CompareText(const NamedSummary& first, const NamedSummary& second, Format format);
 
 }  // namespace numa_score

@@ -11,8 +11,8 @@
 
 namespace numa_score {
 
-/// Comma-separated values as in RFC 4180, lines ending in LF, one line per period; beneath it, when asked for, one
-/// per PMU with the PMU's name in the column "pmu". New columns are only ever added at the end.
+/// Comma-separated values as in RFC 4180, lines ending in LF, one line per period; beneath it, when asked
+/// for, one per PMU with the PMU's name in the column "pmu". New columns are only ever added at the end.
 ///
 /// time             seconds of recorded time with nine decimals, or UTC (ISO 8601)
 /// pmu              empty for the period, else the PMU

@@ -8,9 +8,9 @@ namespace numa_score {
 /// How the program ends.
 enum ExitStatus : int {
     EXIT_GOOD = 0,
-    EXIT_RUN_TIME = 1,       ///< the plug-in cannot be loaded or fell silent, output cannot be written
-    EXIT_USAGE = 2,          ///< wrong arguments
-    EXIT_NO_SOURCE = 3,      ///< no PMU, no permission, no usable recording
+    EXIT_RUN_TIME = 1,   ///< the plug-in cannot be loaded or fell silent, output cannot be written
+    EXIT_USAGE = 2,      ///< wrong arguments
+    EXIT_NO_SOURCE = 3,  ///< no PMU, no permission, no usable recording
 };
 
 }  // namespace numa_score

@@ -68,15 +68,15 @@ std::unique_ptr<RowWriter> MakeWriter(const Options& options, Output& output, in
     return std::make_unique<TableWriter>(output, TableLayout(style));
 }
 
-/// Exit status of a run, with its error printed.
-int StatusOf(const RunOutcome& outcome, const Summary& summary, Talk& talk)
+/// Exit status of a run, with its error printed. A recording that fails is no source, whatever came before.
+int StatusOf(Command command, const RunOutcome& outcome, const Summary& summary, Talk& talk)
 {
     if (!outcome.error.empty()) {
         talk.Error(outcome.error);
     }
     switch (outcome.end) {
         case RunEnd::SOURCE_FAILED:
-            return summary.periods == 0 ? EXIT_NO_SOURCE : EXIT_RUN_TIME;
+            return summary.periods == 0 || command == Command::REPLAY ? EXIT_NO_SOURCE : EXIT_RUN_TIME;
         case RunEnd::PLUGIN_FAILED:
             return EXIT_RUN_TIME;
         default:
@@ -128,7 +128,7 @@ int Measure(const Options& options, ChosenSource chosen, const PluginSet& plugin
         }
         err.talk.Print(CostText(outcome.cost));
     }
-    const int status = StatusOf(outcome, summary, err.talk);
+    const int status = StatusOf(options.command, outcome, summary, err.talk);
     return CloseOutput(output, options.out, status, err);
 }
 

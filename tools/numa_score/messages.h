@@ -11,8 +11,8 @@
 
 namespace numa_score {
 
-// What the program says about its own doings, each kind in one place. Every text is one line without line break;
-// text from outside is escaped. The program's name is put before it where it is printed.
+// What the program says about its own doings, each kind in one place. Every text is one line without line
+// break; text from outside is escaped. The program's name is put before it where it is printed.
 
 // Usage.
 std::string BadOptionValue(std::string_view option, std::string_view value, std::string_view expected);

@@ -39,8 +39,8 @@ public:
     /// What the batches said; published counts and cutShort are left for the caller to fill in.
     const Evidence& Facts() const { return evidence; }
 
-    /// Rows of the PMUs that gave one of the three events in this period, in the order in which the PMUs first
-    /// appeared. Names are valid as long as this object.
+    /// Rows of the PMUs that gave one of the three events in this period, in the order in which the PMUs
+    /// first appeared. Names are valid as long as this object.
     void FillPmus(std::vector<PmuRow>& rows) const;
 
     /// Starts a new period.

@@ -41,12 +41,13 @@ struct ScorePublisher {
 };
 ScorePublisher FindScorePublisher(const std::vector<std::shared_ptr<kovari::Interface>>& instances);
 
-/// Where the library is looked for when no place is given, in this order: $NUMA_SCORE_PLUGIN alone when it is set;
-/// otherwise lib/ beside the directory of the executable (build tree, relocated installation), the framework's
-/// plug-in directory, the system's library directory.
+/// Where the library is looked for when no place is given, in this order: $NUMA_SCORE_PLUGIN alone when it is
+/// set; otherwise lib/ beside the directory of the executable (build tree, relocated installation), the
+/// framework's plug-in directory, the system's library directory.
 std::vector<std::string> PluginPlaces(const Environment& environment, const std::string& executableDirectory);
 
-/// The first place that exists; empty when none does. $NUMA_SCORE_PLUGIN is returned whether it exists or not.
+/// The first place that exists; empty when none does. $NUMA_SCORE_PLUGIN is returned whether it exists or
+/// not.
 std::string FindPlugin(const std::vector<std::string>& places);
 
 /// Directory of the running program; empty when the system does not say.

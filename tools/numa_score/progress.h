@@ -13,8 +13,8 @@
 
 namespace numa_score {
 
-/// A line on a terminal that says how far a replay has come. Appears when the replay takes longer than a second
-/// and changes at most twice a second.
+/// A line on a terminal that says how far a replay has come. Appears when the replay takes longer than a
+/// second and changes at most twice a second.
 class Progress {
 public:
     /// `errorOutput` and `clock` must outlive the object.

@@ -19,8 +19,8 @@ enum class Quality : std::uint32_t {
     MULTIPLEXED,  ///< a counter did not run all the time; its count is an extrapolation
     NOT_COUNTED,  ///< a counter did not run at all in the period
     PARTIAL,      ///< a counter gave nothing, an event of the three is absent, or the period was cut short
-    CLAMPED,      ///< more remote than all operations: the counts contradict each other, the score was cut to 0
-    STALE,        ///< no counts arrived since the period before
+    CLAMPED,  ///< more remote than all operations: the counts contradict each other, the score was cut to 0
+    STALE,    ///< no counts arrived since the period before
 };
 
 constexpr std::size_t QUALITY_COUNT = 6;

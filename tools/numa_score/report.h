@@ -18,8 +18,9 @@
 
 namespace numa_score {
 
-/// Hands what a run gives to those who write it: rows to the writer and the summary, remarks to standard error,
-/// how far a replay has come to the progress line. Sees to it that they do not write into each other's lines.
+/// Hands what a run gives to those who write it: rows to the writer and the summary, remarks to standard
+/// error, how far a replay has come to the progress line. Sees to it that they do not write into each other's
+/// lines.
 class Report : public RunObserver {
 public:
     /// All but `scores` may be null. Everything, and the clock, must outlive the report.

@@ -7,8 +7,8 @@
 
 namespace numa_score {
 
-/// Puts periods into one format, onto an Output. The order of calls: Begin, any number of Write and Interrupt,
-/// End.
+/// Puts periods into one format, onto an Output. The order of calls: Begin, any number of Write and
+/// Interrupt, End.
 class RowWriter {
 public:
     RowWriter() = default;

@@ -65,16 +65,16 @@ public:
 struct RunEnvironment {
     host::Clock& clock;                      ///< paces the run
     std::function<std::int64_t()> utcNowNs;  ///< time stamps of live periods, nanoseconds since 1970
-    std::function<bool()> stopRequested;     ///< looked at between batches and at least every 100 ms of waiting
+    std::function<bool()> stopRequested;  ///< looked at between batches and at least every 100 ms of waiting
 };
 
 /// Runs a source through the plug-in, one row per published score, on the calling thread.
 ///
-/// Live: collector and plug-in are run on the clock, every period. Otherwise the source's own time line rules: a
-/// batch is handed on when its time has come at the given speed, and the score is asked for when at least nine
-/// tenths of a period have been recorded since it was last asked for and the batch ends an interval; so recorded
-/// intervals longer than a period give one score each. What is left at the end gives a last score. The rows do
-/// not depend on the speed.
+/// Live: collector and plug-in are run on the clock, every period. Otherwise the source's own time line
+/// rules: a batch is handed on when its time has come at the given speed, and the score is asked for when at
+/// least nine tenths of a period have been recorded since it was last asked for and the batch ends an
+/// interval; so recorded intervals longer than a period give one score each. What is left at the end gives a
+/// last score. The rows do not depend on the speed.
 class Runner {
 public:
     Runner(RunEnvironment environment, RunObserver& runObserver, RunSettings runSettings);
@@ -101,13 +101,13 @@ private:
     RunEnvironment env;
     RunObserver& observer;
     RunSettings settings;
-    std::int64_t startNs = 0;    // on the clock
-    std::int64_t askedNs = 0;    // on the source's time line: when the score was asked for last
-    std::int64_t scoredNs = 0;   // on the source's time line: end of the last row
+    std::int64_t startNs = 0;   // on the clock
+    std::int64_t askedNs = 0;   // on the source's time line: when the score was asked for last
+    std::int64_t scoredNs = 0;  // on the source's time line: end of the last row
     std::uint64_t rows = 0;
     std::uint64_t answered = 0;  // requests for a score up to the last that was answered
     std::string error;
-    PeriodRow row;               // kept for its memory
+    PeriodRow row;  // kept for its memory
 };
 
 }  // namespace numa_score

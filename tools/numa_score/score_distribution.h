@@ -10,9 +10,9 @@
 
 namespace numa_score {
 
-/// Scores of a run of any length in bounded memory. Up to EXACT_SCORES every score is kept and percentiles are
-/// exact; from then on scores are counted in bins of 1 / BINS, and a percentile is within half a bin (5e-6) of
-/// the exact one. The minimum is always exact.
+/// Scores of a run of any length in bounded memory. Up to EXACT_SCORES every score is kept and percentiles
+/// are exact; from then on scores are counted in bins of 1 / BINS, and a percentile is within half a bin
+/// (5e-6) of the exact one. The minimum is always exact.
 class ScoreDistribution {
 public:
     static constexpr std::size_t EXACT_SCORES = 100000;

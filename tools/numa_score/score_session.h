@@ -30,8 +30,8 @@ struct PluginCost {
 };
 
 /// A source, its collector and the plug-in's instances on one message pump, wired up: what the collector
-/// publishes reaches the plug-in, what the plug-in scores is kept until it is taken. The session goes before the
-/// plug-in libraries that its instances came from.
+/// publishes reaches the plug-in, what the plug-in scores is kept until it is taken. The session goes before
+/// the plug-in libraries that its instances came from.
 class ScoreSession {
 public:
     using Remark = std::function<void(const std::string& line)>;
@@ -39,10 +39,11 @@ public:
     /// `clock` must outlive the session. `remark` takes what pump and session have to say.
     ScoreSession(host::Clock& clock, Remark remark);
 
-    /// Wires everything up. `periodMs` is how often the score is asked for; 0 leaves it to the plug-in. Empty, or
-    /// one line that says what does not work.
+    /// Wires everything up. `periodMs` is how often the score is asked for; 0 leaves it to the plug-in.
+    /// Empty, or one line that says what does not work.
     std::string Connect(std::unique_ptr<host::CounterSource> source,
-                        const std::vector<std::shared_ptr<kovari::Interface>>& instances, std::int32_t periodMs);
+                        const std::vector<std::shared_ptr<kovari::Interface>>& instances,
+                        std::int32_t periodMs);
 
     host::UncoreCollector& Collector() { return *collector; }
     std::int32_t PeriodMs() const { return publisher->period; }
@@ -58,8 +59,8 @@ public:
     /// What the batches published since the last Reset said.
     PeriodAccumulator& Accumulated() { return accumulator; }
 
-    /// Scores published since the last call, by value, oldest first. A score that is no number from 0 to 1 is left
-    /// out with a remark.
+    /// Scores published since the last call, by value, oldest first. A score that is no number from 0 to 1 is
+    /// left out with a remark.
     std::vector<ScenarioNumaScore>& Scores() { return scores; }
 
     /// How often the publisher was asked for a score.

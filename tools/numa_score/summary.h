@@ -15,8 +15,8 @@
 
 namespace numa_score {
 
-/// A run in figures. Periods without operations, and periods in which operations were not counted, are left out
-/// of minimum, percentiles and the share below the threshold: their score 1.0 is no locality.
+/// A run in figures. Periods without operations, and periods in which operations were not counted, are left
+/// out of minimum, percentiles and the share below the threshold: their score 1.0 is no locality.
 struct Summary {
     std::uint64_t periods = 0;
     std::uint64_t measured = 0;    ///< periods with operations

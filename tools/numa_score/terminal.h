@@ -16,8 +16,8 @@ using Environment = std::function<const char*(const char* name)>;
 /// The environment of this process.
 const char* ProcessEnvironment(const char* name);
 
-/// The rule for colour: --color first; otherwise colour on a terminal unless NO_COLOR is set to anything or TERM
-/// is "dumb".
+/// The rule for colour: --color first; otherwise colour on a terminal unless NO_COLOR is set to anything or
+/// TERM is "dumb".
 bool UseColor(ColorChoice choice, bool isTerminal, const Environment& environment);
 
 /// True when lines can be redrawn in place: a terminal that is not "dumb".

@@ -36,7 +36,8 @@ void AppendUtc(std::string& out, std::int64_t epochNs);
 /// The time of day of AppendUtc alone: "04:15:02.123".
 void AppendUtcTimeOfDay(std::string& out, std::int64_t epochNs);
 
-/// A quantity for people in at most 7 characters: "0.0", "9999.9", "123.5k", "12.35M", and on with G, T, P, E.
+/// A quantity for people in at most 7 characters: "0.0", "9999.9", "123.5k", "12.35M", and on with G, T, P,
+/// E.
 void AppendScaled(std::string& out, double value);
 
 /// Parts of one, for people: 0.01234 is "1.23%".
