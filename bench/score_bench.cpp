@@ -109,14 +109,14 @@ std::vector<Shape> Shapes()
     for (const int records : {48, 300, 3000}) {
         add("shared_cyclic", records, 3, Order::CYCLIC, true, 8);
         add("shared_blocked", records, 3, Order::BLOCKED, true, 8);
-        add("shared_shuffled", records, 3, Order::SHUFFLED, true, 0);
+        add("shared_shuffled", records, 3, Order::SHUFFLED, true, 8);
     }
+    // Every text has to be looked at once: the fewer records share a name, the less there is to win.
     for (const int names : {12, 24, 48, 96}) {
         for (const int records : {48, 96, 300, 3000}) {
             if (records > names) {
-                const double goal = records >= 6 * names ? 8 : 0;
-                add("shared_cyclic", records, names, Order::CYCLIC, true, goal);
-                add("shared_blocked", records, names, Order::BLOCKED, true, goal);
+                add("shared_cyclic", records, names, Order::CYCLIC, true, 8);
+                add("shared_blocked", records, names, Order::BLOCKED, true, 8);
             }
         }
     }

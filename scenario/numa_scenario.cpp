@@ -22,9 +22,6 @@ constexpr std::string_view UNCORE_TOPIC_KEY = "pmu_uncore_collector::uncore::";
 
 using Counts = std::map<NumaScenario::UncoreEvent, unsigned long>;
 
-constexpr NumaScenario::UncoreEvent EVENTS[] = {NumaScenario::RX_OUTER, NumaScenario::RX_SCCL,
-                                                NumaScenario::RX_OPS_NUM};
-
 /// What a batch adds to the period. Neighbouring records go to different lanes, so that one addition need not
 /// wait for the one before it.
 struct Tally {
@@ -159,7 +156,7 @@ void CountBatch(Tally& tally, const PmuData* records, std::size_t length)
 void MakeEntries(Counts& counts, const Tally& tally)
 {
     Counts added;
-    for (const NumaScenario::UncoreEvent event : EVENTS) {
+    for (const auto event : {NumaScenario::RX_OUTER, NumaScenario::RX_SCCL, NumaScenario::RX_OPS_NUM}) {
         if (tally.seen[event] && counts.find(event) == counts.end()) {
             added.emplace(event, 0);
         }
@@ -167,23 +164,32 @@ void MakeEntries(Counts& counts, const Tally& tally)
     counts.merge(added);
 }
 
+/// Where the records of `event` are counted: `unseen` without any, null when the entry is still to be made.
+unsigned long* TotalOf(Counts& counts, const Tally& tally, NumaScenario::UncoreEvent event,
+                       unsigned long& unseen)
+{
+    if (!tally.seen[event]) {
+        return &unseen;
+    }
+    const auto entry = counts.find(event);
+    return entry == counts.end() ? nullptr : &entry->second;
+}
+
 void AddTo(Counts& counts, const Tally& tally)
 {
-    unsigned long* totals[event_name::KINDS] = {};
-    for (const NumaScenario::UncoreEvent event : EVENTS) {
-        if (tally.seen[event]) {
-            auto entry = counts.find(event);
-            if (entry == counts.end()) {
-                MakeEntries(counts, tally);
-                entry = counts.find(event);
-            }
-            totals[event] = &entry->second;
+    // Not a loop over the events: this is a good part of what a small batch costs.
+    for (;;) {
+        unsigned long unseen = 0;
+        unsigned long* const outer = TotalOf(counts, tally, NumaScenario::RX_OUTER, unseen);
+        unsigned long* const sccl = TotalOf(counts, tally, NumaScenario::RX_SCCL, unseen);
+        unsigned long* const opsNum = TotalOf(counts, tally, NumaScenario::RX_OPS_NUM, unseen);
+        if (outer != nullptr && sccl != nullptr && opsNum != nullptr) {
+            *outer += tally.Sum(NumaScenario::RX_OUTER);
+            *sccl += tally.Sum(NumaScenario::RX_SCCL);
+            *opsNum += tally.Sum(NumaScenario::RX_OPS_NUM);
+            return;
         }
-    }
-    for (const NumaScenario::UncoreEvent event : EVENTS) {
-        if (totals[event] != nullptr) {
-            *totals[event] += tally.Sum(event);
-        }
+        MakeEntries(counts, tally);
     }
 }
 

@@ -49,6 +49,11 @@ std::string OptionNeedsValue(std::string_view option)
     return std::string(option) + " needs a value";
 }
 
+std::string OptionTakesNoValue(std::string_view option)
+{
+    return std::string(option) + " takes no value: leave out the = and what follows it";
+}
+
 std::string UnexpectedArgument(std::string_view argument)
 {
     return "unexpected argument " + Quoted(argument);
@@ -82,7 +87,8 @@ std::string BothFromStandardInput()
 
 std::string UsageHint(std::string_view command)
 {
-    return "\"numa-score " + std::string(command) + (command.empty() ? "" : " ") + "--help\" shows what there is";
+    return "\"numa-score " + std::string(command) + (command.empty() ? "" : " ") +
+           "--help\" shows what there is";
 }
 
 std::string CannotOpenOutput(std::string_view path, int errorNumber)
@@ -93,11 +99,12 @@ std::string CannotOpenOutput(std::string_view path, int errorNumber)
 
 std::string CannotWrite(std::string_view path, int errorNumber)
 {
-    const std::string remedy = errorNumber == ENOSPC || errorNumber == EDQUOT ? "; make room or write elsewhere"
+    const std::string remedy = errorNumber == ENOSPC || errorNumber == EDQUOT
+                                   ? "; make room or write elsewhere"
                                : errorNumber == ETIMEDOUT ? "; its reader took nothing for a second"
                                                           : "";
-    return (path.empty() ? "standard output" : Quoted(path)) + ": cannot be written: " + ErrorText(errorNumber) +
-           remedy;
+    return (path.empty() ? "standard output" : Quoted(path)) +
+           ": cannot be written: " + ErrorText(errorNumber) + remedy;
 }
 
 std::string NoPluginFound(const std::vector<std::string>& places)
@@ -145,7 +152,8 @@ std::string OutOfMemory()
 
 std::string RemarksLeftOut(std::uint64_t count)
 {
-    return std::to_string(count) + (count == 1 ? " further remark was" : " further remarks were") + " left out";
+    return std::to_string(count) + (count == 1 ? " further remark was" : " further remarks were") +
+           " left out";
 }
 
 }  // namespace numa_score

@@ -20,6 +20,7 @@ std::string OptionTwice(std::string_view option);
 std::string OptionWithoutMeaning(std::string_view option, std::string_view command);
 std::string OptionsExclude(std::string_view first, std::string_view second);
 std::string OptionNeedsValue(std::string_view option);
+std::string OptionTakesNoValue(std::string_view option);
 std::string UnexpectedArgument(std::string_view argument);
 std::string NoCommand();
 std::string NoRecordingGiven();

@@ -42,7 +42,8 @@ constexpr const char* FOOTER =
     "Exit status: 0 good, 1 run-time failure, 2 usage, 3 no PMU, permission or recording.\n"
     "Environment: NUMA_SCORE_PLUGIN (as --plugin), NO_COLOR, TERM, LC_ALL, LC_CTYPE, LANG.";
 
-constexpr const char* VERSION_TEXT = "numa-score " NUMA_SCORE_VERSION "\nplug-in directory " NUMA_SCORE_PLUGIN_DIR;
+constexpr const char* VERSION_TEXT =
+    "numa-score " NUMA_SCORE_VERSION "\nplug-in directory " NUMA_SCORE_PLUGIN_DIR;
 
 /// One option at one place of the command line, with what was given there.
 struct Given {
@@ -84,6 +85,8 @@ private:
 Parser::Parser()
 {
     app.footer(FOOTER);
+    app.require_subcommand(0,
+                           1);  // none is told in our own words; what looks like a second one may be a file
     app.set_help_flag("-h,--help", "print this help and end");
     app.set_version_flag("--version", VERSION_TEXT, "print the version and end");
     for (std::size_t i = 0; i < COMMANDS.size(); ++i) {
@@ -164,7 +167,9 @@ std::string Parser::Describe(const CLI::ParseError& error) const
     }
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
         const std::string_view text = error.what();
-        return OptionNeedsValue(text.substr(0, text.find_first_of(": ")));
+        const std::string name(text.substr(0, text.find_first_of(": ")));
+        // A flag with a value is the one mismatch that is told without the dashes.
+        return name.empty() || name.front() != '-' ? OptionTakesNoValue("--" + name) : OptionNeedsValue(name);
     }
     return BadCommandLine(error.what());
 }
