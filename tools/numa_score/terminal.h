@@ -16,7 +16,7 @@ using Environment = std::function<const char*(const char* name)>;
 /// The environment of this process.
 const char* ProcessEnvironment(const char* name);
 
-/// The rule for colour: --color first; otherwise colour on a terminal unless NO_COLOR is set to anything or
+/// The rule for colour: --color first; otherwise colour on a terminal unless NO_COLOR is set and not empty or
 /// TERM is "dumb".
 bool UseColor(ColorChoice choice, bool isTerminal, const Environment& environment);
 

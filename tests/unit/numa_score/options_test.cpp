@@ -139,7 +139,7 @@ TEST(Options, UsageErrors)
         {{"--quiet"}, "no command, expected one of live, replay, demo, doctor, list", ""},
         {{"bogus"}, "unexpected argument \"bogus\"", ""},
         {{"bo\n\x1bgus"}, "unexpected argument \"bo\\n\\x1bgus\"", ""},
-        {{"--bogus", "demo"}, "unexpected argument \"--bogus\"", ""},
+        {{"--bogus", "demo"}, "unexpected argument \"--bogus\"", "demo "},
         {{"demo", "x"}, "unexpected argument \"x\"", "demo "},
         {{"demo", "--coun", "3"}, "unexpected argument \"--coun\"", "demo "},
         {{"demo", "-q"}, "unexpected argument \"-q\"", "demo "},

@@ -101,9 +101,9 @@ TEST(PluginSet, SaysWhatIsWrong)
     const support::TempDirectory directory;
     EXPECT_THAT(LoadPlugins(directory / "absent.so").error, HasSubstr("absent.so"));
     EXPECT_THAT(LoadPlugins(directory.Path()).error, HasSubstr(directory.Path()));
-    EXPECT_EQ(LoadScorePlugins(SAMPLE_DIR "/good.so").error,
+    EXPECT_EQ(LoadScorePlugins(SAMPLE_DIR "/sample_good.so").error,
               "\"" SAMPLE_DIR
-              "/good.so\": no instance publishes the topic \"system_score\"; give --plugin a "
+              "/sample_good.so\": no instance publishes the topic \"system_score\"; give --plugin a "
               "library that does");
 }
 

@@ -51,8 +51,8 @@ CounterBatch Batch(std::int64_t timeMs, std::int32_t intervalMs, bool endsPeriod
 
 class Script : public support::ScriptedSource {
 public:
-    Script(std::vector<CounterBatch> batches, Status last, bool isLive)
-        : ScriptedSource(std::move(batches), last), live(isLive)
+    Script(std::vector<CounterBatch> batchScript, Status lastStatus, bool isLive)
+        : ScriptedSource(std::move(batchScript), lastStatus), live(isLive)
     {
     }
     bool IsLive() const override { return live; }
