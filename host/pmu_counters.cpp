@@ -92,12 +92,17 @@ PmuCounters::PmuCounters(PlannedPmu planned, const LiveOptions& liveOptions, Per
 
 void PmuCounters::Open()
 {
+    std::string first;
     for (Reader& reader : readers) {
         std::string problem = OpenReader(reader);
         if (!problem.empty()) {
             reader.complained = true;
+            first = first.empty() ? problem : first;
             remarks.Add(std::move(problem));
         }
+    }
+    if (!first.empty()) {
+        lastError = first;
     }
 }
 
