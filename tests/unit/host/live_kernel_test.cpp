@@ -7,7 +7,6 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <cstdlib>
 
 #include <chrono>
 #include <string>
@@ -148,10 +147,6 @@ TEST_F(LiveKernelTest, FindsAPmuByItsEventNames)
         // A time stamp counter ticks at 100 MHz at least, 10 GHz at most.
         EXPECT_GE(batch.samples[0].count, 1000000U);
         EXPECT_LE(batch.samples[0].count, 10000000U * static_cast<std::uint64_t>(batch.intervalMs + 1));
-        // Read as one group: all three at almost one instant.
-        const auto difference = static_cast<std::int64_t>(batch.samples[0].count) -
-                                static_cast<std::int64_t>(batch.samples[2].count);
-        EXPECT_LT(std::abs(difference), 10000000);
     }
     EXPECT_THAT(result.source->TakeRemarks(), testing::IsEmpty());
 }
