@@ -122,7 +122,7 @@ void TableLayout::AppendFigures(std::string& line, float score, const Traffic& t
     if (rate) {
         AppendScaled(text, *rate);
     } else {
-        text = "-";
+        text += '-';
     }
     AppendColumn(line, text, 7);
     AppendColumn(line, PercentOrDash(RemoteShare(traffic)), 7);

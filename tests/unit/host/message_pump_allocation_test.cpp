@@ -3,57 +3,16 @@
 // What routing costs on the heap. Counts every allocation of this program.
 
 #include <cstddef>
-#include <cstdlib>
 
 #include <memory>
-#include <new>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "host/message_pump.h"
+#include "tests/support/counted_new.h"
 #include "tests/support/fake_instance.h"
 #include "tests/support/manual_clock.h"
-
-namespace {
-
-std::size_t allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size)
-{
-    ++allocations;
-    if (void* const block = std::malloc(size == 0 ? 1 : size)) {
-        return block;
-    }
-    throw std::bad_alloc();
-}
-
-void* operator new[](std::size_t size)
-{
-    return operator new(size);
-}
-
-void operator delete(void* block) noexcept
-{
-    std::free(block);
-}
-
-void operator delete[](void* block) noexcept
-{
-    std::free(block);
-}
-
-void operator delete(void* block, std::size_t /*size*/) noexcept
-{
-    std::free(block);
-}
-
-void operator delete[](void* block, std::size_t /*size*/) noexcept
-{
-    std::free(block);
-}
 
 namespace {
 
@@ -76,13 +35,13 @@ TEST(MessagePumpAllocation, SteadyRoutingAllocatesNothing)
     std::size_t inDelivery = 0;
     for (std::size_t i = 0; i < 1000; ++i) {
         publisher->Publish(topic, i, 300);
-        const std::size_t before = allocations;
+        const std::size_t before = support::Allocations();
         pump.Deliver();
-        inDelivery += allocations - before;
+        inDelivery += support::Allocations() - before;
     }
     EXPECT_EQ(heard, 1000U);
     EXPECT_EQ(inDelivery, 0U);
-    EXPECT_GT(allocations, 1000U);
+    EXPECT_GT(support::Allocations(), 1000U);
 }
 
 }  // namespace
