@@ -545,7 +545,7 @@ TEST_F(LiveSourceTest, SaysWhyThereIsNoSource)
     perf.onOpen = [](const host::CounterRequest&) { return EACCES; };
     Open("wide_mask");
     EXPECT_EQ(source, nullptr);
-    EXPECT_THAT(openError, HasSubstr("cannot count uncore_numa/rx_outer/ on CPU 2: perf_event_open: EACCES "
+    EXPECT_THAT(openError, HasSubstr("cannot count uncore_numa/rx_outer/ on CPU 0: perf_event_open: EACCES "
                                      "(Permission denied); run as root"));
 }
 
