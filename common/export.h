@@ -3,7 +3,8 @@
 #ifndef COMMON_EXPORT_H
 #define COMMON_EXPORT_H
 
-/// Marks what libscenario_numa.so exports, as scenario/export.h does; the rooms include nothing of each other.
+/// Marks what libscenario_numa.so exports, as scenario/export.h does; the rooms include nothing of each
+/// other.
 #define SCENARIO_NUMA_EXPORT __attribute__((visibility("default")))
 
 #endif  // COMMON_EXPORT_H

@@ -109,7 +109,8 @@ std::string TableText(const NamedSummary& first, const NamedSummary& second,
     return out;
 }
 
-std::string CsvText(const NamedSummary& first, const NamedSummary& second, const std::vector<Measure>& measures)
+std::string CsvText(const NamedSummary& first, const NamedSummary& second,
+                    const std::vector<Measure>& measures)
 {
     std::string out = "measure,first,second,difference\nrecording,";
     AppendCsvField(out, host::EscapeText(first.name, first.name.size() * 4));
@@ -129,7 +130,8 @@ std::string CsvText(const NamedSummary& first, const NamedSummary& second, const
     return out;
 }
 
-std::string JsonText(const NamedSummary& first, const NamedSummary& second, const std::vector<Measure>& measures)
+std::string JsonText(const NamedSummary& first, const NamedSummary& second,
+                     const std::vector<Measure>& measures)
 {
     using Json = nlohmann::ordered_json;
     const auto orNull = [](std::optional<double> value, Unit unit) {

@@ -21,8 +21,8 @@ namespace {
 
 constexpr int NOT_ENDED = -1;
 
-/// Runs one recording through a plug-in of its own, so that nothing is left over for the next. NOT_ENDED when all
-/// went well, otherwise the program's exit status.
+/// Runs one recording through a plug-in of its own, so that nothing is left over for the next. NOT_ENDED when
+/// all went well, otherwise the program's exit status.
 int Summarise(const Options& options, ChosenSource chosen, Summary& summary, ErrorChannel err)
 {
     const PluginSetResult plugins = LoadScorePlugins(options.plugin);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// numa-score: drives the plug-in with counts of this machine, of a recording or of a demonstration and shows the
-// scores that it publishes.
+// numa-score: drives the plug-in with counts of this machine, of a recording or of a demonstration and shows
+// the scores that it publishes.
 
 #include <unistd.h>
 

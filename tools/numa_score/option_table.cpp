@@ -24,7 +24,8 @@ bool ReadNumber(const std::string& text, T lowest, T highest, T& value)
     T read{};
     const char* const end = text.data() + text.size();
     const std::from_chars_result result = std::from_chars(text.data(), end, read);
-    if (text.empty() || result.ec != std::errc() || result.ptr != end || !(read >= lowest && read <= highest)) {
+    if (text.empty() || result.ec != std::errc() || result.ptr != end ||
+        !(read >= lowest && read <= highest)) {
         return false;
     }
     value = read;
@@ -164,7 +165,8 @@ std::string SetSpeed(Options& options, const std::string& value)
 std::string SetSeparator(Options& options, const std::string& value)
 {
     options.separator = value;
-    return value.empty() || value.size() > 8 ? "the 1 to 8 characters after -x of perf stat; \\t is a tab" : "";
+    return value.empty() || value.size() > 8 ? "the 1 to 8 characters after -x of perf stat; \\t is a tab"
+                                             : "";
 }
 
 std::string SetCompare(Options& options, const std::string& value)
@@ -206,11 +208,12 @@ const std::vector<OptionRow>& OptionTable()
         {"--out", "FILE", "write periods to FILE instead of standard output", RUNS, false, SetOut},
         {"--quiet", nullptr, "no remarks, no progress; with csv and json no summary", RUNS, false, SetQuiet},
         {"--color", "auto|always|never", "colours in the table (auto: on a terminal)", RUNS, false, SetColor},
-        {"--plugin", "PATH", "library, or directory of libraries, that is loaded", RUNS | DOCTOR | LIST, false,
-         SetPlugin},
+        {"--plugin", "PATH", "library, or directory of libraries, that is loaded", RUNS | DOCTOR | LIST,
+         false, SetPlugin},
         {"--map", "EVENT=PMU/EVENT/", "count rx_outer, rx_sccl or rx_ops_num with another PMU's event",
          LIVE | DOCTOR, true, SetMapping},
-        {"--sysfs-root", "DIR", "where PMUs are looked for (/sys)", LIVE | DOCTOR | LIST, false, SetSysfsRoot},
+        {"--sysfs-root", "DIR", "where PMUs are looked for (/sys)", LIVE | DOCTOR | LIST, false,
+         SetSysfsRoot},
         {"--speed", "X|max", "pace of recorded time: 1 is as it was, max does not wait", REPLAY | DEMO, false,
          SetSpeed},
         {"--separator", "SEP", "what separates the fields (found by itself)", REPLAY, false, SetSeparator},

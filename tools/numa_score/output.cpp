@@ -90,7 +90,8 @@ void Output::Close()
     if (fd < 0) {
         return;
     }
-    // A descriptor that is not ours stays open, but closing a copy of it makes the file system report as well.
+    // A descriptor that is not ours stays open, but closing a copy of it makes the file system report as
+    // well.
     const int closing = owned ? fd : fcntl(fd, F_DUPFD_CLOEXEC, 0);
     fd = -1;
     if (closing >= 0 && close(closing) != 0 && errno != EINTR) {
@@ -115,7 +116,8 @@ bool IsSameFile(const std::string& recording, const std::string& output)
 {
     struct stat first {};
     struct stat second {};
-    const bool known = recording == "-" ? fstat(STDIN_FILENO, &first) == 0 : stat(recording.c_str(), &first) == 0;
+    const bool known =
+        recording == "-" ? fstat(STDIN_FILENO, &first) == 0 : stat(recording.c_str(), &first) == 0;
     return known && S_ISREG(first.st_mode) && stat(output.c_str(), &second) == 0 &&
            first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }

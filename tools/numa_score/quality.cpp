@@ -21,8 +21,7 @@ QualityFlags Judge(const Evidence& evidence)
     if (evidence.missing > 0 || evidence.cutShort || (!silent && !sawAll)) {
         flags.Set(Quality::PARTIAL);
     }
-    const bool remoteExceeds =
-        evidence.outer > evidence.ops || evidence.sccl > evidence.ops - evidence.outer;
+    const bool remoteExceeds = evidence.outer > evidence.ops || evidence.sccl > evidence.ops - evidence.outer;
     if (evidence.ops > 0 && remoteExceeds) {
         flags.Set(Quality::CLAMPED);
     }

@@ -169,8 +169,8 @@ bool Runner::LimitReached(ScoreSession& session)
     if (settings.count && rows >= *settings.count) {
         return true;
     }
-    const std::int64_t elapsedNs = row.timeKind == TimeKind::UTC ? env.clock.NowNs() - startNs
-                                                                 : session.Collector().Batch().timeNs;
+    const std::int64_t elapsedNs =
+        row.timeKind == TimeKind::UTC ? env.clock.NowNs() - startNs : session.Collector().Batch().timeNs;
     return settings.durationNs && elapsedNs >= *settings.durationNs;
 }
 
@@ -195,8 +195,8 @@ std::int64_t Runner::DeadlineNs(std::int64_t timeNs) const
 {
     const double paced = static_cast<double>(timeNs) / *settings.speed;
     const bool beyond = !(paced < static_cast<double>(std::numeric_limits<std::int64_t>::max()));
-    return SaturatingSum(startNs, beyond ? std::numeric_limits<std::int64_t>::max()
-                                         : static_cast<std::int64_t>(paced));
+    return SaturatingSum(
+        startNs, beyond ? std::numeric_limits<std::int64_t>::max() : static_cast<std::int64_t>(paced));
 }
 
 void Runner::PassRemarks(host::CounterSource& source)

@@ -37,8 +37,8 @@ std::string ScoreSession::Connect(std::unique_ptr<host::CounterSource> source,
     } else if (publisher->period <= 0) {
         publisher->period = DEFAULT_PERIOD_MS;
     }
-    // First the collector: at a moment when both are due, its counts reach the plug-in before the score is asked
-    // for.
+    // First the collector: at a moment when both are due, its counts reach the plug-in before the score is
+    // asked for.
     collector = std::make_shared<host::UncoreCollector>(std::move(source), publisher->period);
     if (!pump.Add(collector)) {
         return PluginNotUsable(collector->name);

@@ -139,8 +139,8 @@ std::string Bar(float score, std::size_t cells, bool utf8)
         bar.append(cells - full, '.');
         return bar;
     }
-    constexpr std::array<std::string_view, 8> EIGHTHS = {
-        "", "\u258f", "\u258e", "\u258d", "\u258c", "\u258b", "\u258a", "\u2589"};
+    constexpr std::array<std::string_view, 8> EIGHTHS = {"",       "\u258f", "\u258e", "\u258d",
+                                                         "\u258c", "\u258b", "\u258a", "\u2589"};
     const auto eighths = static_cast<std::size_t>(std::lround(filled * 8));
     for (std::size_t i = 0; i < eighths / 8; ++i) {
         bar += "\u2588";
@@ -162,7 +162,8 @@ std::string ClipLine(std::string_view line, std::size_t columns)
             length = (end == std::string_view::npos ? line.size() : end + 1) - i;
             clipped += line.substr(i, length);
         } else {
-            while (i + length < line.size() && (static_cast<unsigned char>(line[i + length]) & 0xC0U) == 0x80U) {
+            while (i + length < line.size() &&
+                   (static_cast<unsigned char>(line[i + length]) & 0xC0U) == 0x80U) {
                 ++length;
             }
             if (column < columns) {
