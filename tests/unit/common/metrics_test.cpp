@@ -328,11 +328,11 @@ TEST_F(MetricsTest, FilesOfEveryLength)
 {
     SystemMetrics read;
     EXPECT_FALSE(metrics.GetMetricsFromFile(read)) << "missing";
-    for (const std::size_t length : {0, 1, 7, 8, 16, 1243, 1244, 1247}) {
+    for (const std::size_t length : {0U, 1U, 7U, 8U, 16U, 1243U, 1244U, 1247U}) {
         WriteBytes(metrics.path, std::string(length, '\1'));
         EXPECT_FALSE(metrics.GetMetricsFromFile(read)) << length;
     }
-    for (const std::size_t length : {1248, 1249, 2496}) {
+    for (const std::size_t length : {1248U, 1249U, 2496U}) {
         WriteBytes(metrics.path, std::string(length, '\1'));
         SystemMetrics whole;
         EXPECT_TRUE(metrics.GetMetricsFromFile(whole)) << length;
