@@ -23,5 +23,5 @@ if [ "$compiler" != GNU ]; then
     library=$work/libscenario_numa.so
 fi
 
-valgrind --quiet --leak-check=full --errors-for-leak-kinds=definite,indirect,possible --error-exitcode=9 \
+valgrind --quiet --leak-check=full --errors-for-leak-kinds=definite,indirect --error-exitcode=9 \
     --suppressions="$(dirname "$0")/valgrind.supp" "$host" "$library"
