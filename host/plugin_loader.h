@@ -50,8 +50,10 @@ struct LoadResult {
 };
 
 /// Loads one library (RTLD_NOW | RTLD_LOCAL) and calls its GetInstance once. Never throws for what
-/// GetInstance does; std::bad_alloc may leave. A path without a slash is a file in the current directory.
-/// Null pointers among the instances are left out. On failure nothing of the library stays loaded.
+/// GetInstance does; std::bad_alloc may leave. (An exception out of a static constructor of the library is
+/// beyond reach: it ends the process inside the dynamic linker.) A path without a slash is a file in the
+/// current directory. Null pointers among the instances are left out. On failure nothing of the library stays
+/// loaded.
 LoadResult LoadPlugin(const std::string& path);
 
 /// LoadPlugin for every name that ends in ".so" in `directory`, in byte order of the names; other entries are
