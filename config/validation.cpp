@@ -3,15 +3,12 @@
 #include "config/validation.h"
 
 #include <algorithm>
-#include <limits>
 #include <map>
+#include <utility>
+
+#include "config/validation_limits.h"
 
 namespace {
-
-constexpr std::uint32_t MAX_RATIO = 100;
-constexpr std::uint32_t MAX_SCORE = 1000;
-constexpr std::uint32_t KOVARI_INTERVAL_STEP = 100;
-constexpr std::uint32_t MAX_UINT = std::numeric_limits<std::uint32_t>::max();
 
 TnResult Invalid(const std::string& message)
 {
@@ -105,8 +102,8 @@ TnResult CheckNumaRatio(bool preciseLoad, const std::vector<std::uint32_t>& rati
         return {};
     }
     for (const std::uint32_t ratio : ratios) {
-        if (ratio > MAX_RATIO) {
-            return Invalid("numa ratio is out of range, max: " + std::to_string(MAX_RATIO) +
+        if (ratio > MAX_NUMA_RATIO) {
+            return Invalid("numa ratio is out of range, max: " + std::to_string(MAX_NUMA_RATIO) +
                            ", but value is " + std::to_string(ratio));
         }
     }
@@ -118,8 +115,8 @@ TnResult CheckNumaScore(std::uint32_t min, std::uint32_t max)
     if (min > max) {
         return Invalid("min numa score is greater than max numa score");
     }
-    if (min > MAX_SCORE || max > MAX_SCORE) {
-        return Invalid("numa score is out of range, max: " + std::to_string(MAX_SCORE) +
+    if (min > MAX_NUMA_SCORE || max > MAX_NUMA_SCORE) {
+        return Invalid("numa score is out of range, max: " + std::to_string(MAX_NUMA_SCORE) +
                        ", current value: min: " + std::to_string(min) + ", max: " + std::to_string(max));
     }
     return {};
@@ -209,17 +206,17 @@ TnResult CheckProcConfValid(const Conf& conf)
 TnResult Conf::IsValid(bool underKovari) const
 {
     TnResult results[] = {
-        CheckRangeUint("sampling-interval", samplingInterval, 100, 100000),
-        CheckRangeUint("sampling-times", samplingTimes, 1, 1000),
-        CheckRangeUint("pageReserve", pageReserve, 0, MAX_UINT),
-        CheckRangeUint("watchdogTimeout", watchdogTimeout, 1, 200),
+        CheckRangeUint("sampling-interval", samplingInterval, MIN_SAMPLING_INTERVAL, MAX_SAMPLING_INTERVAL),
+        CheckRangeUint("sampling-times", samplingTimes, MIN_SAMPLING_TIMES, MAX_SAMPLING_TIMES),
+        CheckRangeUint("pageReserve", pageReserve, MIN_PAGE_RESERVE, MAX_PAGE_RESERVE),
+        CheckRangeUint("watchdogTimeout", watchdogTimeout, MIN_WATCHDOG_TIMEOUT, MAX_WATCHDOG_TIMEOUT),
         CheckNumaRatio(preciseLoad, numaRatio),
         CheckNumaScore(minNumaScore, maxNumaScore),
         CheckMemBalance(*this),
         CheckLogFile(*this),
         CheckClusterSchedule(*this),
         underKovari ? CheckKovariInterval(samplingInterval)
-                    : CheckRangeUint("spePeriod", spePeriod, 1, MAX_UINT),
+                    : CheckRangeUint("spePeriod", spePeriod, MIN_SPE_PERIOD, MAX_SPE_PERIOD),
         CheckBindSocket(*this),
         CheckProcConfValid(*this),
     };
