@@ -6,8 +6,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 warns falsely about std::string assignments of literals once they are inlined.
   target_compile_options(project_warnings INTERFACE -Wno-restrict)
   if(SCENARIO_NUMA_SANITIZE)
-    # Nor does it see, once instrumented, that a replaced operator new and its delete belong together.
-    target_compile_options(project_warnings INTERFACE -Wno-mismatched-new-delete)
+    # Nor does it see, once instrumented, that a replaced operator new and its delete belong together, and that
+    # std::regex initialises its states.
+    target_compile_options(project_warnings INTERFACE -Wno-mismatched-new-delete -Wno-maybe-uninitialized)
   endif()
 endif()
 if(SCENARIO_NUMA_WERROR)

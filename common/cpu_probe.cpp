@@ -5,7 +5,6 @@
 #include <limits>
 #include <string>
 
-#include "common/file_probe.h"
 #include "common/probe_parsers.h"
 #include "common/pseudo_file.h"
 #include "common/string_util.h"
@@ -21,7 +20,7 @@ constexpr size_t MAX_CPUINFO_BYTES = 64U << 20;
 bool IsSmtEnable()
 {
     std::string word;
-    return ReadStrFromFile(probe::PathText().Add("/sys/devices/system/cpu/smt/active").CStr(), word) &&
+    return probe::ReadFirstWord(probe::PathText().Add("/sys/devices/system/cpu/smt/active").CStr(), word) &&
            word == "1";
 }
 
@@ -33,7 +32,7 @@ int GetCpuPhyPacketId(const unsigned& cpu)
         .Add("/topology/physical_package_id");
     std::string word;
     unsigned package = 0;
-    if (!ReadStrFromFile(path.CStr(), word) || !StringToUint(word, package) ||
+    if (!probe::ReadFirstWord(path.CStr(), word) || !StringToUint(word, package) ||
         package > static_cast<unsigned>(std::numeric_limits<int>::max())) {
         return -1;
     }

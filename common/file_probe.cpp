@@ -4,8 +4,6 @@
 
 #include <sys/stat.h>
 
-#include <new>
-
 #include "common/pseudo_file.h"
 
 namespace {
@@ -35,13 +33,5 @@ bool FileExists(const std::string& path)
 
 bool ReadStrFromFile(const std::string& path, std::string& out)
 {
-    if (path.find('\0') != std::string::npos) {
-        return false;
-    }
-    probe::PseudoFile file(path.c_str());
-    try {
-        return file.IsOpen() && probe::ReadFirstWord(file, out);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    return path.find('\0') == std::string::npos && probe::ReadFirstWord(path.c_str(), out);
 }

@@ -72,12 +72,4 @@ LogStream::~LogStream()
     close();
 }
 
-void LogStream::close()
-{
-    if (is_open()) {
-        ::close(Descriptor());
-        buffer.SetDescriptor(-1);
-    }
-}
-
 }  // namespace runtime

@@ -3,6 +3,8 @@
 #ifndef COMMON_LOG_STREAM_H
 #define COMMON_LOG_STREAM_H
 
+#include <unistd.h>
+
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -41,7 +43,14 @@ public:
 
     // Spelled as in std::ofstream, whose place this class takes.
     bool is_open() const { return buffer.Descriptor() >= 0; }
-    void close();
+    /// Inline, so that programs that link the library need no further symbol of it.
+    void close()
+    {
+        if (is_open()) {
+            ::close(Descriptor());
+            buffer.SetDescriptor(-1);
+        }
+    }
 
     /// The descriptor, -1 when not open. Stays the stream's own.
     int Descriptor() const { return buffer.Descriptor(); }

@@ -112,9 +112,6 @@ LoggerCtl* logger = &LoggerCtl::GetInstance();
 
 LoggerCtl& LoggerCtl::GetInstance()
 {
-    // Makes std::cout and std::cerr usable when another file's global object logs before <iostream> of this
-    // one.
-    static const std::ios_base::Init STREAMS;
     static LoggerCtl instance;
     return instance;
 }

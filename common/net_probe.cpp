@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <charconv>
 
-#include "common/file_probe.h"
 #include "common/pseudo_file.h"
 #include "common/string_util.h"
 
@@ -18,9 +17,13 @@ namespace {
 constexpr unsigned MAX_PORT = 65535;
 constexpr unsigned MAX_IPV4_PART = 255;
 constexpr int IPV4_PARTS = 4;
+constexpr size_t MAX_IPV4_LENGTH = 15;
 
 bool IsIpv4(const std::string& address)
 {
+    if (address.size() > MAX_IPV4_LENGTH) {
+        return false;  // also spares long texts their copies
+    }
     int parts = 0;
     size_t begin = 0;
     for (size_t end = 0; end != std::string::npos; begin = end + 1) {
@@ -61,8 +64,8 @@ int GetNetIntfNode(const std::string& ifname)
         return -1;
     }
     std::string word;
-    if (!ReadStrFromFile(probe::PathText().Add("/sys/class/net/").Add(ifname).Add("/device/numa_node").CStr(),
-                         word)) {
+    if (!probe::ReadFirstWord(
+            probe::PathText().Add("/sys/class/net/").Add(ifname).Add("/device/numa_node").CStr(), word)) {
         return -1;
     }
     int node = -1;

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <string>
 
-#include "common/file_probe.h"
 #include "common/probe_parsers.h"
 #include "common/pseudo_file.h"
 
@@ -34,7 +33,7 @@ unsigned long GetNumaFreeMem(int node)
 bool ProcfsIsNbEnable()
 {
     std::string word;
-    return ReadStrFromFile(probe::PathText().Add(NUMA_BALANCING_PATH).CStr(), word) && word == "1";
+    return probe::ReadFirstWord(probe::PathText().Add(NUMA_BALANCING_PATH).CStr(), word) && word == "1";
 }
 
 void ProcfsChangeNbState(bool on)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <limits>
 
 #include "common/string_util.h"
@@ -174,14 +175,18 @@ std::string ParseKernelVersion(std::string_view line)
     return std::string(release.substr(0, release.find('.', major + 1)));
 }
 
-void JoinArguments(std::string& arguments)
+void NulsToBlanks(char* text, size_t size) noexcept
 {
-    if (!arguments.empty() && arguments.back() == '\0') {
-        arguments.pop_back();
-    }
     // Searching is many times faster than replacing byte by byte: arguments are long and their ends few.
-    for (size_t end = arguments.find('\0'); end != std::string::npos; end = arguments.find('\0', end + 1)) {
-        arguments[end] = ' ';
+    char* const end = text + size;
+    for (char* at = text;
+         (at = static_cast<char*>(std::memchr(at, 0, static_cast<size_t>(end - at)))) != nullptr;) {
+        do {
+            *at++ = ' ';
+        } while (at != end && *at == '\0');
+        if (at == end) {
+            return;
+        }
     }
 }
 

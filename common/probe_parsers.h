@@ -32,8 +32,8 @@ void ParseProcStatus(LineReader& lines, ProcStatus& status);
 /// "major.minor" of a line of /proc/version; empty when it holds no release.
 std::string ParseKernelVersion(std::string_view line);
 
-/// The NUL-separated arguments joined with blanks, in place; the final NUL goes.
-void JoinArguments(std::string& arguments);
+/// Turns the NULs that end arguments into blanks, in place.
+void NulsToBlanks(char* text, size_t size) noexcept;
 
 /// Sums the N<node>=<pages> words of numa_maps, which may arrive in any portions.
 class NodePageCounter {

@@ -11,12 +11,12 @@
 
 namespace {
 
-constexpr const char* UNKNOWN_COMM = "_unknown";
+constexpr std::string_view UNKNOWN_COMM = "_unknown";
 constexpr size_t MAX_COMM = 1023;
 constexpr size_t MAX_STATUS_BYTES = 4U << 20;
 /// A program starts with at most 6 MiB of arguments and environment, but may move the borders afterwards.
 constexpr size_t MAX_CMDLINE_BYTES = 8U << 20;
-constexpr size_t LONG_PORTION = 64U << 10;
+constexpr size_t PORTION_BYTES = 64U << 10;
 constexpr size_t MAX_NUMA_MAPS_BYTES = 1U << 30;
 
 template <typename Pid>
@@ -27,28 +27,53 @@ probe::PathText ProcPath(Pid pid, std::string_view file) noexcept
     return path;
 }
 
-/// The bytes of a command line up to `limit`; empty after a read error.
-std::string ReadArguments(probe::PseudoFile& file, size_t limit)
+/// Reads on behind the joined `arguments`, up to MAX_CMDLINE_BYTES in all. `last` becomes the last byte as it
+/// was read. False after a read error.
+///
+/// The bytes go straight into the result, in portions that a processor's cache holds: neither the zeros that
+/// resize writes nor the search for NULs goes out to memory.
+bool AppendArguments(probe::PseudoFile& file, std::string& arguments, char& last)
+{
+    size_t length = arguments.size();
+    ssize_t count = 1;
+    while (count > 0 && length < MAX_CMDLINE_BYTES) {
+        const size_t portion = std::min(PORTION_BYTES, MAX_CMDLINE_BYTES - length);
+        if (length > PORTION_BYTES) {
+            // One reservation in place of growing in steps: pages that stay untouched cost nothing.
+            arguments.reserve(MAX_CMDLINE_BYTES);
+        }
+        arguments.resize(length + portion);
+        char* const target = arguments.data() + length;
+        count = file.Read(target, portion);
+        if (count > 0) {
+            last = target[count - 1];
+            probe::NulsToBlanks(target, static_cast<size_t>(count));
+            length += static_cast<size_t>(count);
+        }
+    }
+    arguments.resize(length);
+    return count >= 0;
+}
+
+/// The arguments in a file, joined; empty after a read error.
+std::string ReadArguments(probe::PseudoFile& file)
 {
     char first[4096];
-    ssize_t count = file.Read(first, sizeof(first));
+    const ssize_t count = file.Read(first, sizeof(first));
     if (count <= 0) {
         return "";
     }
-    std::string bytes(first, static_cast<size_t>(count));
-    if (bytes.size() < sizeof(first)) {
-        return bytes;  // the kernel fills the buffer as long as there is more
+    std::string arguments(first, static_cast<size_t>(count));
+    char last = arguments.back();
+    probe::NulsToBlanks(arguments.data(), arguments.size());
+    // The kernel fills the buffer as long as there is more.
+    if (arguments.size() == sizeof(first) && !AppendArguments(file, arguments, last)) {
+        return "";
     }
-    char portion[LONG_PORTION];
-    while (count > 0 && bytes.size() < limit) {
-        count = file.Read(portion, std::min(sizeof(portion), limit - bytes.size()));
-        if (count == static_cast<ssize_t>(sizeof(portion))) {
-            // One reservation in place of growing in steps: pages that stay untouched cost nothing.
-            bytes.reserve(limit);
-        }
-        bytes.append(portion, count > 0 ? static_cast<size_t>(count) : 0);
+    if (last == '\0') {
+        arguments.pop_back();
     }
-    return count < 0 ? "" : bytes;
+    return arguments;
 }
 
 }  // namespace
@@ -57,12 +82,16 @@ std::string ProcfsGetComm(int pid)
 {
     probe::PseudoFile file(ProcPath(pid, "comm").CStr());
     if (!file.IsOpen()) {
-        return UNKNOWN_COMM;
+        return std::string(UNKNOWN_COMM);
     }
     probe::LineReader lines(file, MAX_COMM, MAX_COMM);
     probe::LinePiece first;
     lines.Next(first);
-    return lines.Failed() ? std::string(UNKNOWN_COMM) : std::string(first.text);
+    try {
+        return std::string(lines.Failed() ? UNKNOWN_COMM : first.text);
+    } catch (const std::bad_alloc&) {
+        return std::string(UNKNOWN_COMM);
+    }
 }
 
 bool GetProcStatus(unsigned long pid, ProcStatus& status)
@@ -72,7 +101,11 @@ bool GetProcStatus(unsigned long pid, ProcStatus& status)
         return false;
     }
     probe::LineReader lines(file, probe::STATUS_LINE, MAX_STATUS_BYTES);
-    probe::ParseProcStatus(lines, status);
+    try {
+        probe::ParseProcStatus(lines, status);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     return !lines.Failed();
 }
 
@@ -83,9 +116,7 @@ std::string GetCmdline(int pid)
         return "";
     }
     try {
-        std::string arguments = ReadArguments(file, MAX_CMDLINE_BYTES);
-        probe::JoinArguments(arguments);
-        return arguments;
+        return ReadArguments(file);
     } catch (const std::bad_alloc&) {
         return "";
     }

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <new>
 
 namespace probe {
 
@@ -130,7 +131,9 @@ bool LineReader::Refill() noexcept
     return true;
 }
 
-bool ReadFirstWord(PseudoFile& file, std::string& word)
+namespace {
+
+bool FirstWordOf(PseudoFile& file, std::string& word)
 {
     char chunk[4096];
     std::string found;
@@ -156,6 +159,18 @@ bool ReadFirstWord(PseudoFile& file, std::string& word)
         }
     }
     return false;
+}
+
+}  // namespace
+
+bool ReadFirstWord(const char* path, std::string& word) noexcept
+{
+    PseudoFile file(path);
+    try {
+        return file.IsOpen() && FirstWordOf(file, word);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 }  // namespace probe

@@ -99,9 +99,10 @@ inline bool IsSpace(char c) noexcept
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-/// The first word of the file, delimited by white space. False, with `word` untouched, when there is none
-/// within the first 64 KiB, when it goes on past them, or when reading fails.
-bool ReadFirstWord(PseudoFile& file, std::string& word);
+/// The first word of the file, delimited by white space. False, with `word` untouched, when it cannot be
+/// opened or read, when there is no word within the first 64 KiB or it goes on past them, and when memory
+/// runs out.
+bool ReadFirstWord(const char* path, std::string& word) noexcept;
 
 }  // namespace probe
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <iomanip>
 #include <locale>
+#include <new>
 #include <sstream>
 
 namespace {
@@ -37,8 +38,12 @@ std::string FloatToStr(float value, int precision)
     if (std::isnan(value)) {
         return "nan";  // the sign of a not-a-number differs between processors
     }
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
-    text << std::fixed << std::setprecision(std::clamp(precision, 0, MAX_PRECISION)) << value;
-    return text.str();
+    try {
+        std::ostringstream text;
+        text.imbue(std::locale::classic());
+        text << std::fixed << std::setprecision(std::clamp(precision, 0, MAX_PRECISION)) << value;
+        return text.good() ? text.str() : "";  // a stream that runs out of memory goes bad
+    } catch (const std::bad_alloc&) {
+        return "";
+    }
 }

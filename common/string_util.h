@@ -12,7 +12,8 @@
 SCENARIO_NUMA_EXPORT bool StringToUint(const std::string& text, unsigned& out);
 
 /// Fixed notation with `precision` digits after the point (0 to 1000; values outside count as the nearer
-/// end), with a dot whatever the locale. Not-a-number and infinities are "nan", "inf" and "-inf". Any thread.
+/// end), with a dot whatever the locale. Not-a-number and infinities are "nan", "inf" and "-inf". Empty when
+/// memory runs out. Any thread.
 SCENARIO_NUMA_EXPORT std::string FloatToStr(float value, int precision);
 
 #endif  // COMMON_STRING_UTIL_H

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <new>
 
 #include "common/probe_parsers.h"
 #include "common/pseudo_file.h"
@@ -50,5 +51,9 @@ std::string GetKernelVersion()
     }
     probe::LineReader lines(file, VERSION_LINE, VERSION_LINE);
     probe::LinePiece first;
-    return lines.Next(first) ? probe::ParseKernelVersion(first.text) : "";
+    try {
+        return lines.Next(first) ? probe::ParseKernelVersion(first.text) : "";
+    } catch (const std::bad_alloc&) {
+        return "";
+    }
 }

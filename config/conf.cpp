@@ -22,6 +22,11 @@ bool MatchesAny(const std::string& name, const std::unordered_set<std::string>& 
     });
 }
 
+bool HasInterface(const ProcConf& entry)
+{
+    return !entry.netAffinity.empty();
+}
+
 bool AppliesTo(const ProcConf& entry, const std::string& cmdline)
 {
     if (entry.paramsRegex.empty()) {
@@ -42,12 +47,14 @@ TnResult Conf::IntervalVarInit()
 {
     // By name, so that the same configuration always reports the same interface first.
     std::map<std::string, std::vector<ProcConf>*> sorted;
-    for (auto& entry : process) {
-        sorted.emplace(entry.first, &entry.second);
+    for (auto& [name, entries] : process) {
+        if (std::any_of(entries.begin(), entries.end(), HasInterface)) {
+            sorted.emplace(name, &entries);
+        }
     }
     for (auto& item : sorted) {
         for (ProcConf& entry : *item.second) {
-            if (entry.netAffinity.empty()) {
+            if (!HasInterface(entry)) {
                 continue;
             }
             const int node = GetNetIntfNode(entry.netAffinity);

@@ -157,7 +157,14 @@ TnResult ConfCtl::InitOptMap(bool isKovari)
 {
     return Guarded([&]() -> TnResult {
         ResetConfCtl();
-        return BuildOptionMap(optionInfo.GetAllOptions(), ModeOf(type, isKovari), type, optMap);
+        const std::vector<Option> options = optionInfo.GetAllOptions();
+        TnResult result = BuildOptionMap(options, ModeOf(type, isKovari), type, optMap);
+        for (const Option& opt : options) {
+            if (optMap.count(opt.shortOpt) != 0) {
+                optOrder.push_back(opt.shortOpt);
+            }
+        }
+        return result;
     });
 }
 
@@ -228,6 +235,8 @@ void ConfCtl::FreeCommandLine(int argc, char** argv)
 void ConfCtl::ResetConfCtl()
 {
     optMap.clear();
+    optOrder.clear();
+    root.reset();
 }
 
 TnResult ConfCtl::LoadConfig(const std::string& path)
@@ -242,12 +251,8 @@ TnResult ConfCtl::ParseYaml(const std::string& path, bool isKovari, bool reload,
             return result;
         }
         // In the order of the registry, so that the same file always reports the same fault first.
-        for (const Option& registered : optionInfo.GetAllOptions()) {
-            const auto found = optMap.find(registered.shortOpt);
-            if (found == optMap.end()) {
-                continue;
-            }
-            const Option& opt = found->second;
+        for (const int value : optOrder) {
+            const Option& opt = optMap.at(value);
             if (!opt.IsAttr(OptAttr::YAML) || (reload && !opt.IsAttr(OptAttr::RELOAD))) {
                 continue;
             }

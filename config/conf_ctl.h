@@ -6,6 +6,7 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include <yaml-cpp/yaml.h>
 
@@ -59,7 +60,7 @@ public:
     /// Releases what ConvertStringCmd returned; null pointers are left out.
     void FreeCommandLine(int argc, char** argv);
 
-    /// Empties the option map, so that Init can run again.
+    /// Empties the option map and releases the loaded file, so that Init can run again.
     void ResetConfCtl();
 
     /// Loads a file into the root node, which stays as it was on failure. Refuses what is no regular file or
@@ -76,6 +77,7 @@ private:
     YAML::Node root;
     OptionInfo optionInfo;
     std::unordered_map<int, Option> optMap;  // by what getopt returns
+    std::vector<int> optOrder;               // the keys of optMap in the order of the registry
 };
 
 #endif  // CONFIG_CONF_CTL_H

@@ -4,8 +4,8 @@
 // in a stable order.
 
 #include <algorithm>
-#include <map>
 #include <set>
+#include <utility>
 
 #include "common/escape_control.h"
 #include "config/option_info.h"
@@ -14,18 +14,22 @@ namespace {
 
 constexpr const char* UNQUOTED = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./*+";
 
-/// A text that cannot be mistaken for another or for the punctuation around it: in double quotes with
+/// Adds a text that cannot be mistaken for another or for the punctuation around it: in double quotes with
 /// backslash escapes unless it holds nothing but UNQUOTED characters.
-std::string Quoted(const std::string& text)
+void AddQuoted(std::string& out, const std::string& text)
 {
     if (!text.empty() && text.find_first_not_of(UNQUOTED) == std::string::npos) {
-        return text;
+        out += text;
+        return;
     }
-    std::string quoted = "\"";
+    out += '"';
     for (const char c : runtime::EscapeControl(text)) {
-        quoted += c == '"' ? "\\\"" : std::string(1, c);
+        if (c == '"') {
+            out += '\\';
+        }
+        out += c;
     }
-    return quoted + "\"";
+    out += '"';
 }
 
 std::string Line(const std::string& key, const std::string& value)
@@ -33,74 +37,99 @@ std::string Line(const std::string& key, const std::string& value)
     return key + ": " + value + "\n";
 }
 
-/// "[a, b]" of what `render` makes of each item.
-template <typename Items, typename Render>
-std::string Bracketed(const Items& items, Render render)
+/// Adds "[a, b]" of what `add(out, item)` adds for each item.
+template <typename Items, typename Add>
+void AddList(std::string& out, const Items& items, Add add)
 {
-    std::string text;
+    out += '[';
+    const char* separator = "";
     for (const auto& item : items) {
-        text += (text.empty() ? "" : ", ") + render(item);
+        out += separator;
+        add(out, item);
+        separator = ", ";
     }
-    return "[" + text + "]";
+    out += ']';
 }
 
-std::string SortedList(const std::unordered_set<std::string>& texts)
+void AddSorted(std::string& out, const std::unordered_set<std::string>& texts)
 {
-    return Bracketed(std::set<std::string>(texts.begin(), texts.end()), Quoted);
+    AddList(out, std::set<std::string>(texts.begin(), texts.end()), AddQuoted);
 }
 
-std::string Entry(const std::string& name, const ProcConf& entry)
+void AddEntry(std::string& out, const std::string& name, const ProcConf& entry)
 {
-    return "{name: " + Quoted(name) + ", conf-id: " + std::to_string(entry.confId) +
-           ", params-regex: " + Quoted(entry.paramsRegex) +
-           ", algorithm: " + g_procAlgMap.at(entry.algorithm) +
-           ", migrate-all-memory: " + g_boolMap.at(entry.migrateAllMemory) +
-           ", default-mig-mem-node: " + std::to_string(entry.defaultMigMemNode) +
-           ", net-affinity: " + Quoted(entry.netAffinity) + "}";
+    out += "{name: ";
+    AddQuoted(out, name);
+    out += ", conf-id: " + std::to_string(entry.confId) + ", params-regex: ";
+    AddQuoted(out, entry.paramsRegex);
+    out += ", algorithm: ";
+    out += g_procAlgMap.at(entry.algorithm);
+    out += ", migrate-all-memory: ";
+    out += g_boolMap.at(entry.migrateAllMemory);
+    out += ", default-mig-mem-node: ";
+    out += std::to_string(entry.defaultMigMemNode);
+    out += ", net-affinity: ";
+    AddQuoted(out, entry.netAffinity);
+    out += '}';
 }
 
-std::string Processes(const Conf& conf)
+/// An entry with the name that it stands under, in the order of names and of the file.
+using Named = std::pair<const std::string*, const ProcConf*>;
+
+std::vector<Named> SortedEntries(const Conf& conf)
 {
-    std::map<std::string, const std::vector<ProcConf>*> sorted;
+    std::vector<Named> sorted;
     for (const auto& [name, entries] : conf.process) {
-        sorted.emplace(name, &entries);
-    }
-    std::vector<std::string> texts;
-    for (const auto& [name, entries] : sorted) {
-        for (const ProcConf& entry : *entries) {
-            texts.push_back(Entry(name, entry));
+        for (const ProcConf& entry : entries) {
+            sorted.emplace_back(&name, &entry);
         }
     }
-    return Bracketed(texts, [](const std::string& text) { return text; });
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const Named& one, const Named& other) { return *one.first < *other.first; });
+    return sorted;
+}
+
+void AddStructured(std::string& out, const Conf& conf)
+{
+    out += "group: ";
+    AddList(out, conf.group, AddSorted);
+    out += "\nnuma-ratio: ";
+    AddList(out, conf.numaRatio,
+            [](std::string& text, std::uint32_t ratio) { text += std::to_string(ratio); });
+    out += "\nwhitelist: ";
+    AddSorted(out, conf.whitelist);
+    out += "\nblacklist: ";
+    AddSorted(out, conf.blacklist);
+    out += "\nprocess: ";
+    AddList(out, SortedEntries(conf),
+            [](std::string& text, const Named& named) { AddEntry(text, *named.first, *named.second); });
+    out += '\n';
 }
 
 }  // namespace
 
 std::string OptionInfo::GetConfInfo(const Conf& conf) const
 {
-    return Line("sampling-interval", std::to_string(conf.samplingInterval)) +
-           Line("watchdog-timeout", std::to_string(conf.watchdogTimeout)) +
-           Line("sampling-times", std::to_string(conf.samplingTimes)) +
-           Line("spe-period", std::to_string(conf.spePeriod)) +
-           Line("min-numa-score", std::to_string(conf.minNumaScore)) +
-           Line("max-numa-score", std::to_string(conf.maxNumaScore)) +
-           Line("min-rx-ops-per-ms", std::to_string(conf.minRxOpsPerMs)) +
-           Line("log-level", g_logLevelMap.at(conf.logLevel)) + Line("log-file", conf.logFile) +
-           Line("snapshot-interval", std::to_string(conf.snapshotInterval)) +
-           Line("metrics", g_boolMap.at(conf.metrics)) + Line("help-type", g_helpTypeMap.at(conf.help)) +
-           Line("tune-mode", g_tuneModeMap.at(conf.tuneMode)) +
-           Line("load-way", g_loadWayMap.at(conf.loadWay)) + Line("smt", g_smtAlgMap.at(conf.smt)) +
-           Line("page-reserve", std::to_string(conf.pageReserve)) + Line("irq", g_irqAlgMap.at(conf.irq)) +
-           Line("precise-load", g_boolMap.at(conf.preciseLoad)) +
-           Line("mem-numa-aggregation", g_boolMap.at(conf.memNumaAggregation)) +
-           Line("mem-balance", g_boolMap.at(conf.memBalance)) +
-           Line("bind-socket", g_boolMap.at(conf.bindSocket)) + Line("policy", g_policyMap.at(conf.policy)) +
-           Line("cluster-schedule", g_boolMap.at(conf.clusterSchedule)) +
-           Line("group", Bracketed(conf.group, SortedList)) +
-           Line("numa-ratio",
-                Bracketed(conf.numaRatio, [](std::uint32_t ratio) { return std::to_string(ratio); })) +
-           Line("whitelist", SortedList(conf.whitelist)) + Line("blacklist", SortedList(conf.blacklist)) +
-           Line("process", Processes(conf));
+    std::string text =
+        Line("sampling-interval", std::to_string(conf.samplingInterval)) +
+        Line("watchdog-timeout", std::to_string(conf.watchdogTimeout)) +
+        Line("sampling-times", std::to_string(conf.samplingTimes)) +
+        Line("spe-period", std::to_string(conf.spePeriod)) +
+        Line("min-numa-score", std::to_string(conf.minNumaScore)) +
+        Line("max-numa-score", std::to_string(conf.maxNumaScore)) +
+        Line("min-rx-ops-per-ms", std::to_string(conf.minRxOpsPerMs)) +
+        Line("log-level", g_logLevelMap.at(conf.logLevel)) + Line("log-file", conf.logFile) +
+        Line("snapshot-interval", std::to_string(conf.snapshotInterval)) +
+        Line("metrics", g_boolMap.at(conf.metrics)) + Line("help-type", g_helpTypeMap.at(conf.help)) +
+        Line("tune-mode", g_tuneModeMap.at(conf.tuneMode)) + Line("load-way", g_loadWayMap.at(conf.loadWay)) +
+        Line("smt", g_smtAlgMap.at(conf.smt)) + Line("page-reserve", std::to_string(conf.pageReserve)) +
+        Line("irq", g_irqAlgMap.at(conf.irq)) + Line("precise-load", g_boolMap.at(conf.preciseLoad)) +
+        Line("mem-numa-aggregation", g_boolMap.at(conf.memNumaAggregation)) +
+        Line("mem-balance", g_boolMap.at(conf.memBalance)) +
+        Line("bind-socket", g_boolMap.at(conf.bindSocket)) + Line("policy", g_policyMap.at(conf.policy)) +
+        Line("cluster-schedule", g_boolMap.at(conf.clusterSchedule));
+    AddStructured(text, conf);
+    return text;
 }
 
 std::string OptionInfo::GetTnstatConfInfo(const TnStatConf& conf) const

@@ -9,8 +9,15 @@
 #include <array>
 #include <cerrno>
 #include <exception>
+#include <sstream>
 #include <system_error>
 #include <type_traits>
+
+#include <yaml-cpp/anchor.h>
+#include <yaml-cpp/emitterstyle.h>
+#include <yaml-cpp/eventhandler.h>
+
+#include "common/owned_descriptor.h"
 
 namespace {
 
@@ -27,6 +34,12 @@ TnResult NoRegularFile(const std::string& path, const std::string& kind)
 TnResult TooLarge(const std::string& path)
 {
     return LoadingError(path + " is larger than " + std::to_string(config_file::MAX_BYTES) + " bytes");
+}
+
+TnResult TooManyNodes()
+{
+    return LoadingError("the file has more than " + std::to_string(config_file::MAX_NODES) +
+                        " scalars, lists and mappings");
 }
 
 TnResult ReadFailed(const std::string& path, int error)
@@ -62,23 +75,6 @@ std::string KindOf(mode_t mode)
             return "of an unknown kind";
     }
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int value) : fd(value) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor()
-    {
-        if (fd >= 0) {
-            close(fd);
-        }
-    }
-    int Get() const { return fd; }
-
-private:
-    int fd;
-};
 
 /// Code 0 when what `status` describes may be read.
 TnResult CheckKind(const std::string& path, const struct stat& status)
@@ -129,7 +125,7 @@ TnResult ReadText(const std::string& path, std::string& text)
     if (TnResult result = CheckKind(path, status); result.code != 0) {
         return result;
     }
-    const Descriptor file(OpenRetrying(path));
+    const runtime::OwnedDescriptor file(OpenRetrying(path));
     if (file.Get() < 0) {
         return CannotBeOpened<YAML::BadFile>(path);
     }
@@ -143,6 +139,59 @@ TnResult ReadText(const std::string& path, std::string& text)
     return ReadAll(path, file.Get(), text);
 }
 
+struct CountExceeded : std::exception {};
+
+/// Counts what a document would be made of, without making it.
+class NodeCounter : public YAML::EventHandler {
+public:
+    void OnDocumentStart(const YAML::Mark&) override {}
+    void OnDocumentEnd() override {}
+    void OnNull(const YAML::Mark&, YAML::anchor_t) override { Count(); }
+    void OnAlias(const YAML::Mark&, YAML::anchor_t) override { Count(); }
+    void OnScalar(const YAML::Mark&, const std::string&, YAML::anchor_t, const std::string&) override
+    {
+        Count();
+    }
+    void OnSequenceStart(const YAML::Mark&, const std::string&, YAML::anchor_t,
+                         YAML::EmitterStyle::value) override
+    {
+        Count();
+    }
+    void OnSequenceEnd() override {}
+    void OnMapStart(const YAML::Mark&, const std::string&, YAML::anchor_t, YAML::EmitterStyle::value) override
+    {
+        Count();
+    }
+    void OnMapEnd() override {}
+
+private:
+    void Count()
+    {
+        if (++nodes > config_file::MAX_NODES) {
+            throw CountExceeded();
+        }
+    }
+
+    std::size_t nodes = 0;
+};
+
+/// A node takes a byte at least: small texts need not be looked at twice.
+bool HasTooManyNodes(const std::string& text)
+{
+    if (text.size() <= config_file::MAX_NODES) {
+        return false;
+    }
+    try {
+        std::istringstream stream(text);
+        YAML::Parser parser(stream);
+        NodeCounter counter;
+        parser.HandleNextDocument(counter);
+        return false;
+    } catch (const CountExceeded&) {
+        return true;
+    }
+}
+
 }  // namespace
 
 namespace config_file {
@@ -153,6 +202,18 @@ TnResult Load(const std::string& path, YAML::Node& root)
         std::string text;
         if (TnResult result = ReadText(path, text); result.code != 0) {
             return result;
+        }
+        return Parse(text, root);
+    } catch (const std::exception& error) {
+        return LoadingError(error.what());
+    }
+}
+
+TnResult Parse(const std::string& text, YAML::Node& root)
+{
+    try {
+        if (HasTooManyNodes(text)) {
+            return TooManyNodes();
         }
         root.reset(YAML::Load(text));
         return {};

@@ -13,6 +13,15 @@ TnResult ListBudget::TakeItems(std::size_t count)
     return {};
 }
 
+TnResult ListBudget::TakeKeys(std::size_t count)
+{
+    if (count > MAX_KEYS - keys) {
+        return reader_messages::MoreKeysThan(key, MAX_KEYS);
+    }
+    keys += count;
+    return {};
+}
+
 TnResult ListBudget::TakeText(const std::string& text)
 {
     if (text.size() > MAX_BYTES - bytes) {

@@ -15,6 +15,7 @@
 class ListBudget {
 public:
     static constexpr std::size_t MAX_ITEMS = 65536;
+    static constexpr std::size_t MAX_KEYS = 1U << 20U;   // no file has more bytes
     static constexpr std::size_t MAX_BYTES = 4U << 20U;  // four times the largest file
 
     /// `budgetKey` begins the messages and has to outlive the object.
@@ -23,12 +24,16 @@ public:
     /// Takes `count` items; code 1 when there are more than MAX_ITEMS in all.
     TnResult TakeItems(std::size_t count);
 
+    /// Takes the keys of a mapping; code 1 when there are more than MAX_KEYS in all.
+    TnResult TakeKeys(std::size_t count);
+
     /// Takes the bytes of a text; code 1 when there are more than MAX_BYTES in all.
     TnResult TakeText(const std::string& text);
 
 private:
     const std::string& key;
     std::size_t items = 0;
+    std::size_t keys = 0;
     std::size_t bytes = 0;
 };
 

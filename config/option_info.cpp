@@ -3,24 +3,10 @@
 #include "config/option_info.h"
 
 #include "config/build_info.h"
+#include "config/getopt_tables.h"
 #include "config/options.h"
 
 namespace {
-
-constexpr std::int32_t FIRST_NUMBER = 1000;
-
-bool IsLetter(std::int32_t value)
-{
-    return (value >= 'A' && value <= 'Z') || (value >= 'a' && value <= 'z');
-}
-
-int ArgumentKind(const Option& opt)
-{
-    if (opt.IsAttr(OptAttr::REQUIRED_ARG)) {
-        return required_argument;
-    }
-    return opt.IsAttr(OptAttr::OPTIONAL_ARG) ? optional_argument : no_argument;
-}
 
 std::string EditTheFile()
 {
@@ -95,33 +81,13 @@ void OptionInfo::InitTnstatOptions()
 
 void OptionInfo::InitShortOpt()
 {
-    std::int32_t number = FIRST_NUMBER;
-    shortOpt.clear();
-    for (Option& opt : options) {
-        if (!IsLetter(opt.shortOpt)) {
-            opt.shortOpt = number++;
-        }
-        if (!opt.IsAttr(OptAttr::SHORT_OPT)) {
-            continue;
-        }
-        shortOpt += static_cast<char>(opt.shortOpt);
-        if (opt.IsAttr(OptAttr::REQUIRED_ARG)) {
-            shortOpt += ":";
-        } else if (opt.IsAttr(OptAttr::OPTIONAL_ARG)) {
-            shortOpt += "::";
-        }
-    }
+    getopt_tables::NumberOptions(options);
+    shortOpt = getopt_tables::ShortOptions(options);
 }
 
 void OptionInfo::InitLongOpts()
 {
-    longOpts.clear();
-    for (const Option& opt : options) {
-        if (opt.IsAttr(OptAttr::CMD)) {
-            longOpts.push_back({opt.longOpt.c_str(), ArgumentKind(opt), nullptr, opt.shortOpt});
-        }
-    }
-    longOpts.push_back({nullptr, 0, nullptr, 0});
+    longOpts = getopt_tables::LongOptions(options);
 }
 
 std::string OptionInfo::InitHelpInfo(bool underKovari, HelpType type) const

@@ -3,6 +3,7 @@
 #include "config/process_pattern.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <iterator>
 #include <regex>
@@ -122,6 +123,7 @@ public:
 
     std::size_t States() const { return groups.front().states; }
     std::size_t Depth() const { return depth; }
+    std::size_t BackrefDigits() const { return backrefDigits; }
 
 private:
     struct Group {
@@ -175,14 +177,28 @@ private:
         Repeat(largest);
     }
 
+    /// The character after a backslash, or all digits of a back-reference; "\0" is the character NUL.
+    void ReadEscape()
+    {
+        const std::size_t begin = ++position;
+        if (IsDigit(begin) && text[begin] != '0') {
+            while (IsDigit(position + 1)) {
+                ++position;
+            }
+            backrefDigits = std::max(backrefDigits, position - begin + 1);
+        }
+        Add(1);
+    }
+
+    bool IsDigit(std::size_t at) const { return at < text.size() && text[at] >= '0' && text[at] <= '9'; }
+
     void Walk()
     {
         groups.emplace_back();
         for (position = 0; position < text.size(); ++position) {
             switch (text[position]) {
                 case '\\':
-                    ++position;
-                    Add(1);
+                    ReadEscape();
                     break;
                 case '[':
                     SkipBracket();
@@ -214,16 +230,26 @@ private:
     const std::string& text;
     std::size_t position = 0;
     std::size_t depth = 0;
+    std::size_t backrefDigits = 0;
     std::vector<Group> groups;
 };
 
+/// Whether each byte means more than itself in a pattern. NUL is left to the library, which has its own view
+/// of it.
+constexpr std::array<bool, 256> MetaCharacters()
+{
+    std::array<bool, 256> meta{};
+    for (const char c : "^$\\.*+?()[]{}|") {
+        meta[static_cast<unsigned char>(c)] = true;
+    }
+    return meta;
+}
+
 bool IsLiteral(const std::string& pattern)
 {
-    // NUL is left to the library, which has its own view of it.
-    static constexpr char META[] = "^$\\.*+?()[]{}|";
-    return std::none_of(pattern.begin(), pattern.end(), [](char c) {
-        return std::find(std::begin(META), std::end(META), c) != std::end(META);
-    });
+    static constexpr std::array<bool, 256> META = MetaCharacters();
+    return std::none_of(pattern.begin(), pattern.end(),
+                        [](char c) { return META[static_cast<unsigned char>(c)]; });
 }
 
 std::string OverLimit(const char* what, std::size_t value, std::size_t limit)
@@ -241,6 +267,10 @@ std::string LimitRefusal(const std::string& pattern)
     const Measure measure(pattern);
     if (measure.Depth() > MAX_DEPTH) {
         return OverLimit("a depth of nested groups of", measure.Depth(), MAX_DEPTH);
+    }
+    if (measure.BackrefDigits() > MAX_BACKREF_DIGITS) {
+        return OverLimit("a back-reference whose number of digits is", measure.BackrefDigits(),
+                         MAX_BACKREF_DIGITS);
     }
     if (measure.States() > MAX_STATES) {
         return OverLimit("a size, its repetitions written out, of about", measure.States(), MAX_STATES);

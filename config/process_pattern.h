@@ -11,9 +11,10 @@
 /// of the machine: no subject may crash or stall the process that matches it.
 namespace process_pattern {
 
-constexpr std::size_t MAX_LENGTH = 1000;   ///< characters of a pattern
-constexpr std::size_t MAX_DEPTH = 200;     ///< nested groups of a pattern
-constexpr std::size_t MAX_STATES = 10000;  ///< size of a pattern with its repetitions written out, about
+constexpr std::size_t MAX_LENGTH = 1000;       ///< characters of a pattern
+constexpr std::size_t MAX_DEPTH = 200;         ///< nested groups of a pattern
+constexpr std::size_t MAX_STATES = 10000;      ///< size of a pattern with its repetitions written out, about
+constexpr std::size_t MAX_BACKREF_DIGITS = 4;  ///< digits of a back-reference's number
 constexpr std::size_t MAX_BACKREF_SUBJECT =
     256;                                      ///< characters that a pattern with back-references is tried on
 constexpr std::int64_t MAX_STEPS = 20000000;  ///< characters looked at in one match

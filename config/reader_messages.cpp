@@ -57,6 +57,11 @@ TnResult MoreItemsThan(const std::string& key, std::size_t limit)
     return {1, key + " has more than " + std::to_string(limit) + " items"};
 }
 
+TnResult MoreKeysThan(const std::string& key, std::size_t limit)
+{
+    return {1, key + " has more than " + std::to_string(limit) + " keys"};
+}
+
 TnResult MoreBytesThan(const std::string& key, std::size_t limit)
 {
     return {1, key + " has more than " + std::to_string(limit) + " bytes of text"};

@@ -26,6 +26,7 @@ TnResult NotASequence(const std::string& key);
 TnResult ParamsNotSet(const std::string& key);
 TnResult WithoutValidValue(const std::string& key);
 TnResult MoreItemsThan(const std::string& key, std::size_t limit);
+TnResult MoreKeysThan(const std::string& key, std::size_t limit);
 TnResult MoreBytesThan(const std::string& key, std::size_t limit);
 
 TnResult OnlyInFile(const std::string& key);

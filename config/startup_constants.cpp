@@ -6,6 +6,11 @@
 #include "config/conf.h"
 #include "config/conf_enums.h"
 
+// Tests compile this file with a path of their own.
+#ifndef TARNIX_YAML_PATH
+#define TARNIX_YAML_PATH "/etc/tarnix.yaml"
+#endif
+
 const std::map<SysLogLevel, std::string> g_logLevelMap = {
     {SysLogLevel::TRACE, "trace"}, {SysLogLevel::DEBUG, "debug"}, {SysLogLevel::INFO, "info"},
     {SysLogLevel::WARN, "warn"},   {SysLogLevel::ERROR, "error"}, {SysLogLevel::FATAL, "fatal"}};
@@ -36,7 +41,7 @@ const std::map<Policy, std::string> g_policyMap = {{Policy::BASE, "base"}, {Poli
 const std::map<ExportType, std::string> g_tnstatExportTypeMap = {
     {ExportType::REPORT, "report"}, {ExportType::CSV, "csv"}, {ExportType::NODE_EXPORTER, "node_exporter"}};
 
-const std::string TARNIX_YAML = "/etc/tarnix.yaml";
+const std::string TARNIX_YAML = TARNIX_YAML_PATH;
 
 const std::string YAML_WITHOUT_OPT = "yaml without opt";
 

@@ -2,7 +2,6 @@
 
 #include "config/structured_readers.h"
 
-#include <limits>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -11,8 +10,8 @@
 
 #include "common/string_util.h"
 #include "config/list_budget.h"
+#include "config/process_entry.h"
 #include "config/reader_messages.h"
-#include "config/value_readers.h"
 #include "config/yaml_lookup.h"
 
 namespace {
@@ -20,57 +19,6 @@ namespace {
 const char* const PROCESS = "process";
 const char* const NUMA_RATIO = "numa-ratio";
 const char* const GROUP = "group";
-
-TnResult ReadMigMemNode(const ParseInput& entry, std::int32_t& out)
-{
-    const std::string key = "default-mig-mem-node";
-    std::uint32_t value = 0;
-    TnResult result = CommonParseUint(entry, key, value);
-    if (result.code != 0 || result.message == YAML_WITHOUT_OPT) {
-        return result;
-    }
-    if (value > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
-        return reader_messages::NotAnUnsigned(entry.stage, key, std::to_string(value));
-    }
-    out = static_cast<std::int32_t>(value);
-    return {};
-}
-
-/// One entry of the list, without its place among those of its name.
-TnResult ReadEntry(const ParseInput& entry, std::string& name, ProcConf& conf)
-{
-    if (TnResult result = CommonGetString(entry, "name", name); result.code != 0) {
-        return result;
-    }
-    if (name.empty()) {
-        return reader_messages::ProcessNameIsEmpty();
-    }
-    if (TnResult result = CommonGetString(entry, "params-regex", conf.paramsRegex); result.code != 0) {
-        return result;
-    }
-    if (TnResult result = CommonGetString(entry, "net-affinity", conf.netAffinity); result.code != 0) {
-        return result;
-    }
-    if (TnResult result = CommonParseEnum(entry, "algorithm", g_procAlgMap, conf.algorithm);
-        result.code != 0) {
-        return result;
-    }
-    if (TnResult result = CommonParseBool(entry, "migrate-all-memory", conf.migrateAllMemory);
-        result.code != 0) {
-        return result;
-    }
-    return ReadMigMemNode(entry, conf.defaultMigMemNode);
-}
-
-TnResult TakeTexts(ListBudget& budget, const std::string& name, const ProcConf& conf)
-{
-    for (const std::string* text : {&name, &conf.paramsRegex, &conf.netAffinity}) {
-        if (TnResult result = budget.TakeText(*text); result.code != 0) {
-            return result;
-        }
-    }
-    return {};
-}
 
 /// The texts of a list; false when it is no list of texts. A failing `result` means that it is too large.
 bool ReadTexts(const YAML::Node& list, ListBudget& budget, std::vector<std::string>& texts, TnResult& result)
@@ -125,10 +73,7 @@ TnResult ParseYamlProcess(const ParseInput& input, Conf& conf)
     for (const auto& item : list) {
         std::string name;
         ProcConf entry = g_defaultProcConf;
-        if (TnResult result = ReadEntry({input.stage, item, {}}, name, entry); result.code != 0) {
-            return result;
-        }
-        if (TnResult result = TakeTexts(budget, name, entry); result.code != 0) {
+        if (TnResult result = process_entry::Read(input.stage, item, budget, name, entry); result.code != 0) {
             return result;
         }
         std::vector<ProcConf>& entries = conf.process[name];

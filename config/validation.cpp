@@ -3,7 +3,6 @@
 #include "config/validation.h"
 
 #include <algorithm>
-#include <map>
 #include <utility>
 
 #include "config/validation_limits.h"
@@ -26,29 +25,26 @@ std::string ConfigOf(const std::string& process)
     return process + "'s config: ";
 }
 
-/// Process names in a fixed order, so that the same configuration always reports the same entry first.
-std::map<std::string, const std::vector<ProcConf>*> Sorted(const Conf& conf)
-{
-    std::map<std::string, const std::vector<ProcConf>*> sorted;
-    for (const auto& entry : conf.process) {
-        sorted.emplace(entry.first, &entry.second);
-    }
-    return sorted;
-}
-
-/// `check(name, entry)` of every process entry until one fails.
+/// The first failure of `check(name, entry)` in the order of process names, so that the same configuration
+/// always reports the same entry first. Looks at every name, in the map's own order, which needs no memory.
 template <typename Check>
 TnResult FirstFailure(const Conf& conf, Check check)
 {
-    for (const auto& [name, entries] : Sorted(conf)) {
-        for (const ProcConf& entry : *entries) {
-            TnResult result = check(name, entry);
-            if (result.code != 0) {
-                return result;
+    TnResult first;
+    const std::string* failed = nullptr;
+    for (const auto& [name, entries] : conf.process) {
+        if (failed != nullptr && *failed < name) {
+            continue;
+        }
+        for (const ProcConf& entry : entries) {
+            if (TnResult result = check(name, entry); result.code != 0) {
+                first = std::move(result);
+                failed = &name;
+                break;
             }
         }
     }
-    return {};
+    return first;
 }
 
 bool IsInGroup(const Conf& conf, const std::string& name)

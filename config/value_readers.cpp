@@ -5,22 +5,12 @@
 #include <optional>
 #include <utility>
 
-#include "common/string_util.h"
 #include "config/list_budget.h"
 #include "config/reader_messages.h"
+#include "config/text_values.h"
 #include "config/yaml_lookup.h"
 
 namespace {
-
-template <typename T>
-std::vector<std::string> NamesOf(const std::map<T, std::string>& map)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : map) {
-        names.push_back(entry.second);
-    }
-    return names;
-}
 
 /// True when a text was read into `out`; `result` is what to return otherwise.
 bool ReadText(const ParseInput& input, const std::string& key, std::string& out, TnResult& result)
@@ -103,10 +93,7 @@ TnResult CommonParseUint(const ParseInput& input, const std::string& key, std::u
     if (!ReadText(input, key, text, result)) {
         return result;
     }
-    if (!StringToUint(text, out)) {
-        return reader_messages::NotAnUnsigned(input.stage, key, text);
-    }
-    return {};
+    return text_values::ToUint(input.stage, key.c_str(), text, out);
 }
 
 TnResult CommonParseBool(const ParseInput& input, const std::string& key, bool& out)
@@ -130,13 +117,7 @@ TnResult CommonParseEnum(const ParseInput& input, const std::string& key, const 
     if (!ReadText(input, key, text, result)) {
         return result;
     }
-    for (const auto& entry : map) {
-        if (entry.second == text) {
-            out = entry.first;
-            return {};
-        }
-    }
-    return reader_messages::NotOneOf(input.stage, key, NamesOf(map), text);
+    return text_values::ToEnum(input.stage, key.c_str(), text, map, out);
 }
 
 template TnResult CommonParseEnum(const ParseInput&, const std::string&, const std::map<bool, std::string>&,

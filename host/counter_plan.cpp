@@ -67,8 +67,18 @@ std::string NothingFoundMessage(const LiveOptions& options, const std::vector<st
         }
         message += "; " + reason;
     }
-    return message + "; take the counts from other events with --map " + wanted.front() +
-           "=PMU/event/, numa-score list shows what there is";
+    return message;
+}
+
+std::string NothingFoundRemedy(const std::vector<std::string>& wanted)
+{
+    return "load the driver of the uncore PMU, or take the counts from other events with --map " +
+           wanted.front() + "=PMU/event/, numa-score list shows what there is";
+}
+
+std::string MappingRemedy()
+{
+    return "correct this --map, numa-score list shows what there is";
 }
 
 std::string UnusableMessage(const Pmu& pmu)
@@ -108,31 +118,32 @@ public:
     CounterPlan Plan()
     {
         if (!CheckMappings()) {
-            return Failed();
+            return Failed(MappingRemedy());
         }
         const PmuScan scan = ScanPmus(options.sysfsRoot, unmapped);
         if (!scan.error.empty()) {
             plan.error = scan.error;
-            return Failed();
+            return Failed("");
         }
         for (const std::string& remark : scan.remarks) {
             Remark(remark);
         }
         for (const EventMapping& mapping : options.mappings) {
             if (!AddMapping(mapping, scan.names)) {
-                return Failed();
+                return Failed(MappingRemedy());
             }
         }
         if (!unmapped.empty() && !AddFound(scan)) {
-            return Failed();
+            return Failed(NothingFoundRemedy(unmapped));
         }
         Finish();
         return std::move(plan);
     }
 
 private:
-    CounterPlan Failed()
+    CounterPlan Failed(std::string remedy)
     {
+        plan.remedy = std::move(remedy);
         plan.pmus.clear();
         return std::move(plan);
     }

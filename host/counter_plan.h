@@ -27,6 +27,7 @@ struct CounterPlan {
     std::vector<PlannedPmu> pmus;      ///< natural order of the names
     std::vector<std::string> remarks;  ///< PMUs that are left out, counts that cover one CPU; bounded
     std::string error;
+    std::string remedy;  ///< what helps against `error`; empty when the error says it itself
 
     std::size_t CounterCount() const;
 };

@@ -85,9 +85,7 @@ DoctorCheck CheckPmu(const PlannedPmu& pmu, bool everyCpu)
 void CheckPmus(const DoctorOptions& options, const CounterPlan& plan, std::vector<DoctorCheck>& checks)
 {
     if (!plan.error.empty()) {
-        checks.push_back(Check("pmus", Verdict::FAIL, plan.error,
-                               "load the driver of the uncore PMU, or name other events with --map "
-                               "rx_ops_num=PMU/event/ and likewise rx_outer and rx_sccl"));
+        checks.push_back(Check("pmus", Verdict::FAIL, plan.error, plan.remedy));
     } else {
         const std::size_t counters = plan.CounterCount();
         checks.push_back(Check("pmus", Verdict::OK,

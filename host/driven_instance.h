@@ -40,7 +40,7 @@ public:
     static constexpr std::int64_t DEFAULT_LIMIT_NS = 100000000;
 
     /// Stores a queue in `instance`, which is not null. `context` must outlive this object.
-    DrivenInstance(std::shared_ptr<kovari::Interface> instance, PumpContext& context);
+    DrivenInstance(std::shared_ptr<kovari::Interface> driven, PumpContext& pumpContext);
     DrivenInstance(const DrivenInstance&) = delete;
     DrivenInstance& operator=(const DrivenInstance&) = delete;
 

@@ -150,7 +150,7 @@ SourceResult OpenLiveSource(const LiveOptions& options, PerfApi& api, Clock& clo
 {
     CounterPlan plan = PlanCounters(options);
     if (!plan.error.empty()) {
-        return {nullptr, plan.error};
+        return {nullptr, plan.remedy.empty() ? plan.error : plan.error + "; " + plan.remedy};
     }
     auto source = std::make_unique<LiveSource>(options, std::move(plan), api, clock);
     std::string problem = source->Start();

@@ -19,7 +19,7 @@ namespace host {
 class MessageExecutor {
 public:
     /// Both must outlive this object.
-    MessageExecutor(PumpContext& context, TopicTable& topics);
+    MessageExecutor(PumpContext& pumpContext, TopicTable& topicTable);
 
     void Execute(DrivenInstance& sender, const kovari::InstanceRunMessage& message);
 

@@ -53,7 +53,7 @@ struct MessagePump::State {
     State(Clock& clock, Reporter reporter) : context{clock, std::move(reporter)}, executor(context, topics) {}
 
     DrivenInstance* Find(const kovari::Interface& instance) const;
-    void ClaimTopics(DrivenInstance& driven, const std::vector<kovari::Topic>& topics);
+    void ClaimTopics(DrivenInstance& driven, const std::vector<kovari::Topic>& supported);
 
     void Deliver();
     std::size_t DeliverRound(std::size_t limit);
@@ -235,13 +235,14 @@ bool MessagePump::Add(std::shared_ptr<kovari::Interface> instance, const std::st
             return false;
         }
     }
-    auto driven = std::make_unique<DrivenInstance>(instance, state->context);
+    auto driven = std::make_unique<DrivenInstance>(std::move(instance), state->context);
     if (!driven->Enable(param)) {
         return false;
     }
     driven->Schedule(state->context.clock.NowNs());
     state->instances.push_back(std::move(driven));
-    state->ClaimTopics(*state->instances.back(), instance->supportTopics);
+    DrivenInstance& added = *state->instances.back();
+    state->ClaimTopics(added, added.Instance().supportTopics);
     return true;
 }
 

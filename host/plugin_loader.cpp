@@ -171,7 +171,7 @@ private:
 /// Text of the linker's last error without the path in front, which our lines begin with anyway.
 std::string LinkerText(const std::string& linkerPath)
 {
-    const char* const error = dlerror();
+    const char* const error = dlerror();  // NOLINT(concurrency-mt-unsafe): its text is per thread
     std::string_view text = error == nullptr ? "no reason given" : error;
     const std::string prefix = linkerPath + ": ";
     if (text.substr(0, prefix.size()) == prefix) {
@@ -330,8 +330,9 @@ std::vector<LoadResult> LoadPluginDirectory(const std::string& directory)
         results.push_back(NoDirectory(directory, found.error));
         return results;
     }
+    const std::string prefix = directory + "/";
     for (const std::string& name : found.names) {
-        results.push_back(LoadPlugin(directory + "/" + name));
+        results.push_back(LoadPlugin(prefix + name));
     }
     if (results.empty()) {
         results.push_back(EmptyDirectory(directory));

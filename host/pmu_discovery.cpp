@@ -296,11 +296,12 @@ std::vector<FormatTerm> ReadFormats(const Pmu& pmu)
 {
     std::vector<FormatTerm> formats;
     const std::string directory = pmu.directory + "/format";
+    const std::string prefix = directory + "/";
     for (const std::string& name : ListPart(directory).names) {
         if (!IsPmuName(name)) {
             continue;
         }
-        const std::string path = directory + "/" + name;
+        const std::string path = prefix + name;
         const TextFile file = ReadTextFile(path);
         FormatTerm term;
         if (file.error.empty()) {

@@ -138,6 +138,16 @@ std::string RoundedMessage(const LinePlace& place, const RecordingLine& line)
            " is taken as " + std::to_string(line.count) + "; expected an event that perf does not scale";
 }
 
+std::string TimeStepsBackMessage(const LinePlace& place, std::int64_t beforeNs)
+{
+    constexpr std::int64_t NS_PER_SECOND = 1000000000;
+    const std::string fraction = std::to_string(beforeNs % NS_PER_SECOND);
+    return At(place) + "time steps back: " + Quoted(place.text) + " after " +
+           std::to_string(beforeNs / NS_PER_SECOND) + "." + std::string(9 - fraction.size(), '0') + fraction +
+           " s is taken as the begin of another run; expected a line \"# started on\" before it, keep "
+           "the lines as perf wrote them";
+}
+
 std::string DecimalCommaMessage(const LinePlace& place)
 {
     return At(place) + "decimal comma: " + Quoted(place.text) + " is read that way; record with LC_ALL=C";

@@ -32,6 +32,10 @@ std::string BadLineMessage(LineKind kind, const LinePlace& place, std::string_vi
 std::string NoCountMessage(LineKind kind, const LinePlace& place, std::string_view event);
 
 std::string RoundedMessage(const LinePlace& place, const RecordingLine& line);
+
+/// `place` is older than the line before it, which has the stamp `beforeNs`, and no header stands between.
+std::string TimeStepsBackMessage(const LinePlace& place, std::int64_t beforeNs);
+
 std::string DecimalCommaMessage(const LinePlace& place);
 std::string TotalMessage(std::string_view file, LineKind kind, std::uint64_t lines);
 

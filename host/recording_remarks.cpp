@@ -33,6 +33,14 @@ void RecordingRemarks::Count(const LinePlace& place, const RecordingLine& line)
     }
 }
 
+void RecordingRemarks::TimeStepsBack(const LinePlace& place, std::int64_t beforeNs)
+{
+    if (!timeSteppedBack) {
+        timeSteppedBack = true;
+        remarks.push_back(TimeStepsBackMessage(place, beforeNs));
+    }
+}
+
 void RecordingRemarks::MissingEvents(std::string_view file, const std::vector<std::string_view>& events)
 {
     remarks.push_back(MissingEventsMessage(file, events));

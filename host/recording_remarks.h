@@ -28,6 +28,9 @@ public:
     /// Remarks on the way in which a count was written.
     void Count(const LinePlace& place, const RecordingLine& line);
 
+    /// Remarks the first stamp that is older than the one before it without a header between them.
+    void TimeStepsBack(const LinePlace& place, std::int64_t beforeNs);
+
     void MissingEvents(std::string_view file, const std::vector<std::string_view>& events);
 
     /// One remark for each kind of which there was more than one line.
@@ -47,6 +50,7 @@ private:
     std::uint64_t badLines = 0;
     bool rounded = false;
     bool decimalComma = false;
+    bool timeSteppedBack = false;
     std::vector<std::string> remarks;
 };
 

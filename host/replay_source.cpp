@@ -225,6 +225,9 @@ Replay::Step Replay::PassOver()
 void Replay::BeginInterval()
 {
     if (BeginsRun()) {
+        if (!runBegins) {
+            remarks.TimeStepsBack(Place(lineText), stampNs);
+        }
         runBegins = false;
         stampNs = 0;
         seriesInRun = 0;
@@ -344,6 +347,11 @@ bool IsSeparator(std::string_view text)
 }
 
 }  // namespace
+
+bool IsSeparatorText(std::string_view text)
+{
+    return text == "\\t" || IsSeparator(text);
+}
 
 ReplayResult OpenReplaySource(const ReplayOptions& options)
 {

@@ -8,10 +8,15 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "host/counter_source.h"
 
 namespace host {
+
+/// True for what may be given as ReplayOptions::separator: 1 to 8 characters, none of them a letter, a digit,
+/// a dot or a line break; or "\\t".
+bool IsSeparatorText(std::string_view text);
 
 struct ReplayOptions {
     std::string path;  ///< recording made with `perf stat -I N -x SEP -o FILE`; "-" is standard input

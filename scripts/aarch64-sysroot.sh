@@ -8,7 +8,7 @@
 set -euo pipefail
 
 packages=(libc6-dev libstdc++-12-dev liblog4cplus-dev libsafec-dev libyaml-cpp-dev libnuma-dev libgtest-dev
-          libgmock-dev libcli11-dev nlohmann-json3-dev)
+          libgmock-dev libcli11-dev nlohmann-json3-dev libmicrohttpd-dev prometheus-cpp-dev libssl-dev)
 
 root=${1:?usage: aarch64-sysroot.sh DIRECTORY}
 mkdir -p "$root"

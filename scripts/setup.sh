@@ -6,7 +6,8 @@
 #   scripts/setup.sh build|test|ci
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config ca-certificates liblog4cplus-dev libnuma-dev libsafec-dev libyaml-cpp-dev libcli11-dev nlohmann-json3-dev)
+build=(g++ cmake ninja-build pkg-config ca-certificates liblog4cplus-dev libnuma-dev libsafec-dev libyaml-cpp-dev libcli11-dev nlohmann-json3-dev
+       libmicrohttpd-dev prometheus-cpp-dev libssl-dev)
 test=(libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev binutils ccache valgrind clang procps)
 ci=(git libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user-static)
 

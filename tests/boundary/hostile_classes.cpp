@@ -91,6 +91,11 @@ int Stat::Run()
     return -1;
 }
 
+void Stat::UpdateProcStat()
+{
+    ++g_hijackedCalls;
+}
+
 std::string Option::Parse(const std::string& /*text*/)
 {
     ++g_hijackedCalls;
@@ -120,6 +125,58 @@ bool Metrics::Dump()
 {
     ++g_hijackedCalls;
     return false;
+}
+
+bool Metrics::Init(bool /*quiet*/)
+{
+    ++g_hijackedCalls;
+    return false;
+}
+
+void Metrics::ClearMetrics()
+{
+    ++g_hijackedCalls;
+}
+
+int GetPageSizeKb()
+{
+    ++g_hijackedCalls;
+    return -1;
+}
+
+float Kb2Mb(float /*kb*/)
+{
+    ++g_hijackedCalls;
+    return -1;
+}
+
+LoggerCtl& LoggerCtl::GetInstance()
+{
+    static LoggerCtl ctl;
+    ++g_hijackedCalls;
+    return ctl;
+}
+
+bool LoggerCtl::SetLogFile(const std::string& /*name*/)
+{
+    ++g_hijackedCalls;
+    return false;
+}
+
+void* LoggerCtl::GetLog(LogType /*type*/)
+{
+    ++g_hijackedCalls;
+    return nullptr;
+}
+
+void LoggerCtl::LogStandalone(LogLevel /*level*/, const std::string& /*message*/)
+{
+    ++g_hijackedCalls;
+}
+
+void DefaultLogFunc(LogLevel /*level*/, const std::string& /*message*/)
+{
+    ++g_hijackedCalls;
 }
 
 void Snapshot::Init()

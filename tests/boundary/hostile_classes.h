@@ -45,6 +45,7 @@ class Stat {
 public:
     bool Init();
     int Run();
+    void UpdateProcStat();
 };
 
 class Option {
@@ -61,13 +62,31 @@ class Metrics {
 public:
     static Metrics& GetInstance();
     bool Init();
+    bool Init(bool quiet);
     bool Dump();
+    void ClearMetrics();
 };
+
+int GetPageSizeKb();
+float Kb2Mb(float kb);
 
 class Snapshot {
 public:
     void Init();
 };
+
+enum class LogLevel : int { QUIET, LOUD, INFO_OF_THE_LIBRARY };
+enum class LogType : int { ANY };
+
+class LoggerCtl {
+public:
+    static LoggerCtl& GetInstance();
+    bool SetLogFile(const std::string& name);
+    void* GetLog(LogType type);
+    void LogStandalone(LogLevel level, const std::string& message);
+};
+
+void DefaultLogFunc(LogLevel level, const std::string& message);
 
 /// An inline singleton: GCC gives its object one address per process, whatever library it comes from.
 /// Kept out of line so that the program exports it.

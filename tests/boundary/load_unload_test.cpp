@@ -22,7 +22,7 @@ using support::PluginLibrary;
 using support::ProcessFigures;
 
 const std::string LIBRARY = PLUGIN_LIBRARY;
-constexpr int WARM_UP = 50;
+constexpr int WARM_UP = 500;  // tables of the C library and of what the library needs grow until then
 constexpr int CYCLES = 1000;
 
 /// Loads, runs one period through the instance, drops everything, unloads.

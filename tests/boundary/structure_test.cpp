@@ -196,6 +196,27 @@ TEST(TestFiles, AreMissedWhenNoListNamesThem)
                             "tests/unit/three_test.cpp" + rest, "tests/unit/two_test.cpp" + rest));
 }
 
+TEST(BuildSwitch, IsDeclaredWhereverItIsUsedInThisTree)
+{
+    EXPECT_THAT(support::UndeclaredSwitches(ROOT), IsEmpty());
+}
+
+TEST(BuildSwitch, IsMissedWhenNothingDeclaresIt)
+{
+    PlantedTree tree;
+    tree.Add("CMakeLists.txt", "option(SCENARIO_NUMA_ONE \"\" ON)\nset(SCENARIO_NUMA_TWO x CACHE PATH y)\n");
+    tree.Add("bench/CMakeLists.txt",
+             "if(SCENARIO_NUMA_ONE AND SCENARIO_NUMA_ONE_MORE)\n# SCENARIO_NUMA_GONE\nendif()\n");
+    tree.Add("cmake/x.cmake",
+             "find_program(SCENARIO_NUMA_TOOL t)\nfoo(${SCENARIO_NUMA_TOOL} ${SCENARIO_NUMA_OLD})\n");
+    tree.Add("scenario/CMakeLists.txt", "bar(${SCENARIO_NUMA_TWO} SCENARIO_NUMA_TW)\n");
+    const std::string rest = " is declared nowhere; what it guards is never built";
+    EXPECT_THAT(support::UndeclaredSwitches(tree.Root()),
+                ElementsAre("bench/CMakeLists.txt:1: SCENARIO_NUMA_ONE_MORE" + rest,
+                            "cmake/x.cmake:2: SCENARIO_NUMA_OLD" + rest,
+                            "scenario/CMakeLists.txt:1: SCENARIO_NUMA_TW" + rest));
+}
+
 TEST(Licence, StandsOnEveryFileOfThisTree)
 {
     EXPECT_THAT(support::MissingLicences(ROOT), IsEmpty());

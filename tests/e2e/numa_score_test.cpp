@@ -99,6 +99,13 @@ TEST_F(NumaScoreTest, WrongArgumentsEndWithStatus2AndSayWhat)
         {{"demo", "--color", "pink"}, "numa-score: --color \"pink\": expected auto, always or never\n"},
         {{"live", "--map", "foo=bar"},
          "numa-score: --map \"foo=bar\": expected rx_outer=, rx_sccl= or rx_ops_num="},
+        {{"live", "--map", "rx_outer=pmu"},
+         "numa-score: --map \"rx_outer=pmu\": event 'pmu': no '/' after the PMU, expected PMU/event/ or"},
+        {{"doctor", "--map", "rx_outer=pmu/a=?/"},
+         "numa-score: --map \"rx_outer=pmu/a=?/\": event 'pmu/a=?/': "},
+        {{"replay", "file", "--separator", "ab"},
+         "numa-score: --separator \"ab\": expected the 1 to 8 characters after -x of perf stat, none of them "
+         "a"},
         {{"replay"}, "numa-score: replay needs a recording"},
     };
     for (const auto& c : cases) {
@@ -227,6 +234,34 @@ TEST_F(NumaScoreTest, UnusableRecordingsEndWithStatus3)
         EXPECT_THAT(result.err, HasSubstr(c.path));
         EXPECT_THAT(result.err, HasSubstr(c.error));
     }
+}
+
+TEST_F(NumaScoreTest, RecordingsWithoutOperationsEndWithStatus3)
+{
+    std::ofstream(Path("other")) << "0.1;100;;cycles;100;100.00;;\n0.2;100;;cycles;100;100.00;;\n";
+    std::ofstream(Path("uncounted")) << "0.1;<not counted>;;p/rx_ops_num/;0;0.00;;\n";
+    std::ofstream(Path("idle")) << "0.1;0;;p/rx_ops_num/;100;100.00;;\n";
+    const std::string good = RECORDINGS + "composed_uncore.csv";
+    const std::string other =
+        ": operations were counted in no interval, so that no score means anything; record "
+        "with: perf stat -a -I 100 -x, -o FILE -e PMU/rx_outer/";
+    const struct {
+        std::string path;
+        std::string error;
+    } cases[] = {{Path("other"), "numa-score: " + Path("other") + other},
+                 {Path("uncounted"), Path("uncounted") + ": not one count in 1 line"}};
+    for (const auto& c : cases) {
+        const ProgramResult replay = RunScore({"replay", c.path});
+        EXPECT_EQ(replay.status, 3) << c.path;
+        EXPECT_THAT(replay.err, HasSubstr(c.error));
+        for (const auto& pair : {std::pair(c.path, good), std::pair(good, c.path)}) {
+            const ProgramResult compare = RunScore({"replay", pair.first, "--compare", pair.second});
+            EXPECT_EQ(compare.status, 3) << c.path;
+            EXPECT_THAT(compare.err, HasSubstr(c.error));
+            EXPECT_EQ(compare.out, "");
+        }
+    }
+    EXPECT_EQ(RunScore({"replay", Path("idle")}).status, 0) << "nothing happened, and that was counted";
 }
 
 TEST_F(NumaScoreTest, CompareSetsTwoRecordingsSideBySide)

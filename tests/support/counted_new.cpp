@@ -7,11 +7,15 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
 
+constexpr size_t UNLIMITED = std::numeric_limits<size_t>::max();
+
 std::atomic<size_t> allocations{0};
+std::atomic<size_t> allowed{UNLIMITED};
 
 }  // namespace
 
@@ -20,8 +24,21 @@ size_t support::Allocations() noexcept
     return allocations;
 }
 
+void support::FailAllocationsAfter(size_t count) noexcept
+{
+    allowed = allocations + count;
+}
+
+void support::AllowAllocations() noexcept
+{
+    allowed = UNLIMITED;
+}
+
 void* operator new(size_t size)
 {
+    if (allocations >= allowed) {
+        throw std::bad_alloc();
+    }
     ++allocations;
     void* block = std::malloc(size > 0 ? size : 1);
     if (block == nullptr) {

@@ -11,6 +11,11 @@ namespace support {
 /// sources.
 size_t Allocations() noexcept;
 
+/// Lets the next `count` calls of operator new succeed and all further ones raise std::bad_alloc, until
+/// AllowAllocations. For one thread.
+void FailAllocationsAfter(size_t count) noexcept;
+void AllowAllocations() noexcept;
+
 }  // namespace support
 
 #endif  // TESTS_SUPPORT_COUNTED_NEW_H

@@ -69,6 +69,16 @@ void Program::Signal(int number) const
     kill(pid, number);
 }
 
+std::string Program::Out() const
+{
+    return Contents(outFile);
+}
+
+std::string Program::Err() const
+{
+    return Contents(errFile);
+}
+
 ProgramResult Program::Wait()
 {
     int status = 0;

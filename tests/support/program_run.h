@@ -32,6 +32,10 @@ public:
 
     pid_t Pid() const { return pid; }
     void Signal(int number) const;
+
+    /// What it wrote to standard output, unless that went elsewhere, and to standard error so far.
+    std::string Out() const;
+    std::string Err() const;
     ProgramResult Wait();
 
 private:

@@ -73,6 +73,11 @@ std::vector<std::string> FilesOf(const fs::path& root)
     return files;
 }
 
+bool IsBuildFile(const std::string& path)
+{
+    return fs::path(path).filename() == "CMakeLists.txt" || EndsWith(path, ".cmake");
+}
+
 bool IsCode(const std::string& path)
 {
     return EndsWith(path, ".h") || EndsWith(path, ".cpp");
@@ -247,6 +252,36 @@ bool IsListed(const fs::path& root, const fs::path& file)
     }
 }
 
+/// One mention of a variable of ours in a build file.
+struct Mention {
+    std::string name;
+    std::size_t line;
+    bool declares;
+};
+
+std::vector<Mention> MentionsIn(const fs::path& listing)
+{
+    constexpr std::string_view PREFIX = "SCENARIO_NUMA_";
+    constexpr std::string_view LETTERS = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
+    std::vector<Mention> mentions;
+    std::ifstream in(listing);
+    std::size_t number = 0;
+    for (std::string line; std::getline(in, line);) {
+        ++number;
+        line = line.substr(0, line.find('#'));
+        std::size_t begin = 0;
+        while ((begin = line.find(PREFIX, begin)) != std::string::npos) {
+            const std::size_t end = std::min(line.find_first_not_of(LETTERS, begin), line.size());
+            const std::string_view before = std::string_view(line).substr(0, begin);
+            const bool declares =
+                EndsWith(before, "option(") || EndsWith(before, "set(") || EndsWith(before, "find_program(");
+            mentions.push_back({line.substr(begin, end - begin), number, declares});
+            begin = end;
+        }
+    }
+    return mentions;
+}
+
 /// The line that has to carry the licence, or nothing for files that carry none.
 std::optional<std::string> LicenceLineOf(const fs::path& root, const std::string& file)
 {
@@ -254,8 +289,7 @@ std::optional<std::string> LicenceLineOf(const fs::path& root, const std::string
     std::string line;
     std::getline(in, line);
     const bool isScript = StartsWith(line, "#!");
-    const bool isSource = IsCode(file) || EndsWith(file, ".sh") || EndsWith(file, ".py") ||
-                          EndsWith(file, ".cmake") || fs::path(file).filename() == "CMakeLists.txt";
+    const bool isSource = IsCode(file) || EndsWith(file, ".sh") || EndsWith(file, ".py") || IsBuildFile(file);
     if (!isScript && !isSource) {
         return std::nullopt;
     }
@@ -307,6 +341,33 @@ std::vector<std::string> UnlistedTests(const fs::path& root)
         const bool isBench = StartsWith(file, "bench/") && EndsWith(file, "_bench.cpp");
         if ((isTest || isBench) && !IsListed(root, file)) {
             faults.push_back(file + ": named in no CMakeLists.txt beside or above it; nothing builds it");
+        }
+    }
+    return faults;
+}
+
+std::vector<std::string> UndeclaredSwitches(const fs::path& root)
+{
+    std::vector<std::pair<std::string, std::string>> uses;  // the variable and the fault that it may be
+    std::set<std::string> declared;
+    for (const std::string& file : FilesOf(root)) {
+        if (!IsBuildFile(file)) {
+            continue;
+        }
+        for (const Mention& mention : MentionsIn(root / file)) {
+            if (mention.declares) {
+                declared.insert(mention.name);
+            } else {
+                uses.emplace_back(mention.name, file + ":" + std::to_string(mention.line) + ": " +
+                                                    mention.name +
+                                                    " is declared nowhere; what it guards is never built");
+            }
+        }
+    }
+    std::vector<std::string> faults;
+    for (auto& [name, fault] : uses) {
+        if (declared.count(name) == 0) {
+            faults.push_back(std::move(fault));
         }
     }
     return faults;

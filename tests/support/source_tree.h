@@ -22,6 +22,10 @@ std::vector<std::string> IncludeCircles(const std::filesystem::path& root);
 /// Test, benchmark and fuzz sources that no CMakeLists.txt beside or above them names.
 std::vector<std::string> UnlistedTests(const std::filesystem::path& root);
 
+/// Uses of a SCENARIO_NUMA_ variable in build files that no build file declares, sets or finds: a condition
+/// on it is never true, and what it guards is never built.
+std::vector<std::string> UndeclaredSwitches(const std::filesystem::path& root);
+
 /// Source files, build files and scripts without the licence line on top (below "#!" where there is one).
 std::vector<std::string> MissingLicences(const std::filesystem::path& root);
 

@@ -5,15 +5,15 @@
 
 #include <string>
 
+#include "tools/cli/output.h"
 #include "tools/numa_score/options.h"
-#include "tools/numa_score/output.h"
 #include "tools/numa_score/talk.h"
 
 namespace numa_score {
 
 /// Standard error: as lines of talk, and raw for what redraws itself.
 struct ErrorChannel {
-    Output& raw;
+    cli::Output& raw;
     Talk& talk;
 };
 
@@ -32,7 +32,7 @@ int ListCommand(const Options& options, ErrorChannel err);
 int PrintResult(const std::string& text, const std::string& path, int status, ErrorChannel err);
 
 /// Closes `output`; `status`, or that of a failed write. A reader that has gone makes everything good.
-int CloseOutput(Output& output, const std::string& path, int status, ErrorChannel err);
+int CloseOutput(cli::Output& output, const std::string& path, int status, ErrorChannel err);
 
 }  // namespace numa_score
 

@@ -79,14 +79,28 @@ std::string TableCell(std::optional<double> value, Unit unit, bool signedValue)
     return text;
 }
 
+/// Recordings are told apart by the ends of their paths.
+std::string EndOfName(const std::string& name)
+{
+    constexpr std::size_t WHOLE = 4096;
+    constexpr std::size_t LIMIT = 40;
+    std::string text = host::EscapeText(name, WHOLE);
+    if (text.size() > LIMIT) {
+        std::size_t begin = text.size() - LIMIT;
+        while (begin < text.size() && (static_cast<unsigned char>(text[begin]) & 0xC0U) == 0x80U) {
+            ++begin;  // not in the middle of a character
+        }
+        text = "..." + text.substr(begin);
+    }
+    return text;
+}
+
 std::string TableText(const NamedSummary& first, const NamedSummary& second,
                       const std::vector<Measure>& measures)
 {
     constexpr std::size_t LABEL = 22;
     constexpr std::size_t NARROWEST = 12;
-    constexpr std::size_t NAME_LIMIT = 40;
-    const std::string names[] = {host::EscapeText(first.name, NAME_LIMIT),
-                                 host::EscapeText(second.name, NAME_LIMIT)};
+    const std::string names[] = {EndOfName(first.name), EndOfName(second.name)};
     const std::size_t widths[] = {std::max(NARROWEST, names[0].size()), std::max(NARROWEST, names[1].size())};
     std::string out;
     const auto line = [&](const std::string& label, const std::string& a, const std::string& b,

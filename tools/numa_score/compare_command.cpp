@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "tools/cli/signals.h"
 #include "tools/numa_score/commands.h"
 #include "tools/numa_score/compare.h"
 #include "tools/numa_score/exit_status.h"
@@ -13,7 +14,6 @@
 #include "tools/numa_score/plugin_set.h"
 #include "tools/numa_score/report.h"
 #include "tools/numa_score/runner.h"
-#include "tools/numa_score/signals.h"
 #include "tools/numa_score/source_choice.h"
 
 namespace numa_score {
@@ -21,9 +21,10 @@ namespace {
 
 constexpr int NOT_ENDED = -1;
 
-/// Runs one recording through a plug-in of its own, so that nothing is left over for the next. NOT_ENDED when
-/// all went well, otherwise the program's exit status.
-int Summarise(const Options& options, ChosenSource chosen, Summary& summary, ErrorChannel err)
+/// Runs the recording `path` through a plug-in of its own, so that nothing is left over for the next.
+/// NOT_ENDED when all went well, otherwise the program's exit status.
+int Summarise(const Options& options, const std::string& path, ChosenSource chosen, Summary& summary,
+              ErrorChannel err)
 {
     const PluginSetResult plugins = LoadScorePlugins(options.plugin);
     if (!plugins.error.empty()) {
@@ -32,7 +33,7 @@ int Summarise(const Options& options, ChosenSource chosen, Summary& summary, Err
     }
     host::MonotonicClock clock;
     std::optional<Progress> progress;
-    if (!options.quiet && CanRedraw(isatty(STDERR_FILENO) != 0, ProcessEnvironment)) {
+    if (!options.quiet && cli::CanRedraw(isatty(STDERR_FILENO) != 0, cli::ProcessEnvironment)) {
         progress.emplace(err.raw, clock);
     }
     SummaryCollector scores(options.threshold);
@@ -43,13 +44,17 @@ int Summarise(const Options& options, ChosenSource chosen, Summary& summary, Err
     settings.speed.reset();
     settings.count = options.count;
     settings.durationNs = options.durationNs;
-    Runner runner({clock, nullptr, StopRequested}, report, settings);
+    Runner runner({clock, nullptr, cli::StopRequested}, report, settings);
     const RunOutcome outcome = runner.Run(std::move(chosen.source), plugins.set.Instances());
     report.End(true);
     summary = scores.Finish();
     if (!outcome.error.empty()) {
         err.talk.Error(outcome.error);
-        return outcome.end == RunEnd::SOURCE_FAILED && summary.periods == 0 ? EXIT_NO_SOURCE : EXIT_RUN_TIME;
+        return outcome.end == RunEnd::SOURCE_FAILED ? EXIT_NO_SOURCE : EXIT_RUN_TIME;
+    }
+    if (outcome.end == RunEnd::SOURCE_ENDED && NothingMeasured(summary)) {
+        err.talk.Error(NoOperationsRecorded(path));
+        return EXIT_NO_SOURCE;
     }
     if (outcome.end == RunEnd::INTERRUPTED) {
         err.talk.Remark(ComparisonInterrupted());
@@ -70,7 +75,7 @@ int CompareCommand(const Options& options, ErrorChannel err)
             err.talk.Error(sources[i].error);
             return EXIT_NO_SOURCE;
         }
-        if (!options.out.empty() && IsSameFile(paths[i], options.out)) {
+        if (!options.out.empty() && cli::IsSameFile(paths[i], options.out)) {
             err.talk.Error(OutputIsInput(options.out));
             return EXIT_USAGE;
         }
@@ -78,7 +83,7 @@ int CompareCommand(const Options& options, ErrorChannel err)
     NamedSummary sides[2];
     for (std::size_t i = 0; i < 2; ++i) {
         sides[i].name = paths[i] == "-" ? "standard input" : paths[i];
-        const int status = Summarise(options, std::move(sources[i]), sides[i].summary, err);
+        const int status = Summarise(options, paths[i], std::move(sources[i]), sides[i].summary, err);
         if (status != NOT_ENDED) {
             return status;
         }

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
 #include "tools/numa_score/row_writer.h"
 
 namespace numa_score {
@@ -28,7 +28,7 @@ public:
         "time,pmu,score,ops,sccl,outer,interval_ms,ops_per_ms,remote_share,cross_die_share,running_ratio,"
         "flags\n";
 
-    explicit CsvWriter(Output& output) : out(output) {}
+    explicit CsvWriter(cli::Output& output) : out(output) {}
 
     void Begin() override;
     void Write(const PeriodRow& row) override;
@@ -36,7 +36,7 @@ public:
     void End() override {}
 
 private:
-    Output& out;
+    cli::Output& out;
 };
 
 /// A field of RFC 4180: in quotes when it holds a comma, a quote or a line break.

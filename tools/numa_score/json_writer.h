@@ -3,7 +3,7 @@
 #ifndef TOOLS_NUMA_SCORE_JSON_WRITER_H
 #define TOOLS_NUMA_SCORE_JSON_WRITER_H
 
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
 #include "tools/numa_score/row_writer.h"
 
 namespace numa_score {
@@ -14,7 +14,7 @@ namespace numa_score {
 class JsonWriter : public RowWriter {
 public:
     /// `perPmu`: whether objects have "pmus".
-    JsonWriter(Output& output, bool perPmu) : out(output), withPmus(perPmu) {}
+    JsonWriter(cli::Output& output, bool perPmu) : out(output), withPmus(perPmu) {}
 
     void Begin() override {}
     void Write(const PeriodRow& row) override;
@@ -22,7 +22,7 @@ public:
     void End() override {}
 
 private:
-    Output& out;
+    cli::Output& out;
     bool withPmus;
 };
 

@@ -14,7 +14,8 @@ constexpr std::int64_t NS_PER_SECOND = 1000000000;
 
 }  // namespace
 
-LiveView::LiveView(Output& output, TableLayout tableLayout, host::Clock& redrawClock, SizeQuery sizeQuery)
+LiveView::LiveView(cli::Output& output, TableLayout tableLayout, host::Clock& redrawClock,
+                   SizeQuery sizeQuery)
     : out(output), layout(tableLayout), clock(redrawClock), querySize(std::move(sizeQuery))
 {
 }
@@ -60,7 +61,7 @@ void LiveView::End()
 
 void LiveView::Draw()
 {
-    const TerminalSize size = querySize();
+    const cli::TerminalSize size = querySize();
     // One line stays free for the cursor; a line as wide as the terminal would wrap on some.
     const auto lines = static_cast<std::size_t>(std::max(size.rows - 1, 2));
     const auto columns = static_cast<std::size_t>(std::max(size.columns - 1, 1));

@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "host/clock.h"
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
+#include "tools/cli/terminal.h"
 #include "tools/numa_score/row_writer.h"
 #include "tools/numa_score/table_layout.h"
-#include "tools/numa_score/terminal.h"
 
 namespace numa_score {
 
@@ -26,10 +26,10 @@ public:
     static constexpr std::size_t MAX_PERIODS = 12;
     static constexpr std::int64_t REDRAWS_PER_SECOND = 20;
 
-    using SizeQuery = std::function<TerminalSize()>;
+    using SizeQuery = std::function<cli::TerminalSize()>;
 
     /// `clock` and `output` must outlive the view.
-    LiveView(Output& output, TableLayout tableLayout, host::Clock& redrawClock, SizeQuery sizeQuery);
+    LiveView(cli::Output& output, TableLayout tableLayout, host::Clock& redrawClock, SizeQuery sizeQuery);
 
     void Begin() override;
     void Write(const PeriodRow& row) override;
@@ -41,7 +41,7 @@ public:
 private:
     void Draw();
 
-    Output& out;
+    cli::Output& out;
     TableLayout layout;
     host::Clock& clock;
     SizeQuery querySize;

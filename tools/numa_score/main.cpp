@@ -7,10 +7,10 @@
 
 #include <new>
 
+#include "tools/cli/signals.h"
 #include "tools/numa_score/commands.h"
 #include "tools/numa_score/exit_status.h"
 #include "tools/numa_score/messages.h"
-#include "tools/numa_score/signals.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ int Execute(const Options& options, ErrorChannel err)
     return MeasureCommand(options, err);
 }
 
-int Main(int argc, const char* const* argv, Output& errorOutput)
+int Main(int argc, const char* const* argv, cli::Output& errorOutput)
 {
     const CommandLine line = ParseCommandLine(argc, argv);
     Talk talk(errorOutput, line.options && line.options->quiet);
@@ -51,8 +51,8 @@ int Main(int argc, const char* const* argv, Output& errorOutput)
 
 int main(int argc, char** argv)
 {
-    InstallSignalHandlers();
-    Output errorOutput(STDERR_FILENO, false, Output::Flush::EACH_COMMIT, StopRequested);
+    cli::InstallSignalHandlers();
+    cli::Output errorOutput(STDERR_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
     try {
         return Main(argc, argv, errorOutput);
     } catch (const std::bad_alloc&) {

@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "tools/cli/signals.h"
+#include "tools/cli/terminal.h"
 #include "tools/numa_score/commands.h"
 #include "tools/numa_score/csv_writer.h"
 #include "tools/numa_score/exit_status.h"
@@ -20,10 +22,8 @@
 #include "tools/numa_score/plugin_set.h"
 #include "tools/numa_score/report.h"
 #include "tools/numa_score/runner.h"
-#include "tools/numa_score/signals.h"
 #include "tools/numa_score/source_choice.h"
 #include "tools/numa_score/table_writer.h"
-#include "tools/numa_score/terminal.h"
 
 namespace numa_score {
 namespace {
@@ -46,7 +46,7 @@ RunSettings SettingsOf(const Options& options)
     return settings;
 }
 
-std::unique_ptr<RowWriter> MakeWriter(const Options& options, Output& output, int descriptor,
+std::unique_ptr<RowWriter> MakeWriter(const Options& options, cli::Output& output, int descriptor,
                                       host::Clock& clock)
 {
     if (options.format == Format::CSV) {
@@ -57,28 +57,36 @@ std::unique_ptr<RowWriter> MakeWriter(const Options& options, Output& output, in
     }
     const bool terminal = isatty(descriptor) != 0;
     TableStyle style;
-    style.color = UseColor(options.color, terminal, ProcessEnvironment);
-    style.utf8 = IsUtf8Locale(ProcessEnvironment);
+    style.color = cli::UseColor(options.color, terminal, cli::ProcessEnvironment);
+    style.utf8 = cli::IsUtf8Locale(cli::ProcessEnvironment);
     style.threshold = static_cast<float>(options.threshold);
     style.timeKind = options.command == Command::LIVE ? TimeKind::UTC : TimeKind::RECORDED;
-    if (CanRedraw(terminal, ProcessEnvironment)) {
+    if (cli::CanRedraw(terminal, cli::ProcessEnvironment)) {
         return std::make_unique<LiveView>(output, TableLayout(style), clock,
-                                          [descriptor] { return SizeOfTerminal(descriptor); });
+                                          [descriptor] { return cli::SizeOfTerminal(descriptor); });
     }
     return std::make_unique<TableWriter>(output, TableLayout(style));
 }
 
-/// Exit status of a run, with its error printed. A recording that fails is no source, whatever came before.
-int StatusOf(Command command, const RunOutcome& outcome, const Summary& summary, Talk& talk)
+/// Exit status of a run, with its error printed. A recording that fails is no source, whatever came before,
+/// and neither is one without operations.
+int StatusOf(const Options& options, const RunOutcome& outcome, const Summary& summary, Talk& talk)
 {
+    const bool replay = options.command == Command::REPLAY;
     if (!outcome.error.empty()) {
         talk.Error(outcome.error);
     }
     switch (outcome.end) {
         case RunEnd::SOURCE_FAILED:
-            return summary.periods == 0 || command == Command::REPLAY ? EXIT_NO_SOURCE : EXIT_RUN_TIME;
+            return summary.periods == 0 || replay ? EXIT_NO_SOURCE : EXIT_RUN_TIME;
         case RunEnd::PLUGIN_FAILED:
             return EXIT_RUN_TIME;
+        case RunEnd::SOURCE_ENDED:
+            if (replay && NothingMeasured(summary)) {
+                talk.Error(NoOperationsRecorded(options.recording));
+                return EXIT_NO_SOURCE;
+            }
+            return EXIT_GOOD;
         default:
             return EXIT_GOOD;
     }
@@ -87,7 +95,7 @@ int StatusOf(Command command, const RunOutcome& outcome, const Summary& summary,
 bool ProgressWanted(const Options& options, int outputDescriptor)
 {
     return options.command == Command::REPLAY && !options.quiet && isatty(outputDescriptor) == 0 &&
-           CanRedraw(isatty(STDERR_FILENO) != 0, ProcessEnvironment);
+           cli::CanRedraw(isatty(STDERR_FILENO) != 0, cli::ProcessEnvironment);
 }
 
 /// Runs a source that is there through a plug-in that is loaded.
@@ -97,8 +105,9 @@ int Measure(const Options& options, ChosenSource chosen, const PluginSet& plugin
     host::MonotonicClock clock;
     const bool paced = options.command == Command::LIVE || options.speed.has_value();
     const bool watched = paced || isatty(descriptor) != 0;
-    Output output(descriptor, !options.out.empty(),
-                  watched ? Output::Flush::EACH_COMMIT : Output::Flush::WHEN_FULL, StopRequested);
+    cli::Output output(descriptor, !options.out.empty(),
+                       watched ? cli::Output::Flush::EACH_COMMIT : cli::Output::Flush::WHEN_FULL,
+                       cli::StopRequested);
     const std::unique_ptr<RowWriter> writer = MakeWriter(options, output, descriptor, clock);
     std::optional<Progress> progress;
     if (ProgressWanted(options, descriptor)) {
@@ -111,13 +120,13 @@ int Measure(const Options& options, ChosenSource chosen, const PluginSet& plugin
     if (options.command != Command::REPLAY) {
         report.Begin();  // what there is to see may be long in coming
     }
-    Runner runner({clock, UtcNowNs, StopRequested}, report, SettingsOf(options));
+    Runner runner({clock, UtcNowNs, cli::StopRequested}, report, SettingsOf(options));
     const RunOutcome outcome = runner.Run(std::move(chosen.source), plugins.Instances());
     const Summary summary = scores.Finish();
     report.End(outcome.end != RunEnd::SOURCE_FAILED);
     err.talk.End();
     output.WriteOut();
-    if (output.GetState() != Output::State::GOOD) {
+    if (output.GetState() != cli::Output::State::GOOD) {
         return CloseOutput(output, options.out, EXIT_GOOD, err);
     }
     if (summary.periods > 0 || outcome.error.empty()) {
@@ -128,7 +137,7 @@ int Measure(const Options& options, ChosenSource chosen, const PluginSet& plugin
         }
         err.talk.Print(CostText(outcome.cost));
     }
-    const int status = StatusOf(options.command, outcome, summary, err.talk);
+    const int status = StatusOf(options, outcome, summary, err.talk);
     return CloseOutput(output, options.out, status, err);
 }
 
@@ -151,11 +160,11 @@ int MeasureCommand(const Options& options, ErrorChannel err)
     }
     int descriptor = STDOUT_FILENO;
     if (!options.out.empty()) {
-        if (options.command == Command::REPLAY && IsSameFile(options.recording, options.out)) {
+        if (options.command == Command::REPLAY && cli::IsSameFile(options.recording, options.out)) {
             err.talk.Error(OutputIsInput(options.out));
             return EXIT_USAGE;
         }
-        descriptor = OpenOutputFile(options.out);
+        descriptor = cli::OpenOutputFile(options.out);
         if (descriptor < 0) {
             err.talk.Error(CannotOpenOutput(options.out, errno));
             return EXIT_RUN_TIME;

@@ -29,6 +29,11 @@ std::string BadOptionValue(std::string_view option, std::string_view value, std:
     return std::string(option) + " " + Quoted(value) + ": expected " + std::string(expected);
 }
 
+std::string BadMapping(std::string_view event, std::string_view target, std::string_view reason)
+{
+    return "--map " + Quoted(std::string(event) + "=" + std::string(target)) + ": " + std::string(reason);
+}
+
 std::string OptionTwice(std::string_view option)
 {
     return std::string(option) + " is given twice: once is enough";
@@ -138,6 +143,14 @@ std::string BadScore(std::string_view instance, float score)
     std::string text = "instance " + Quoted(instance) + " published the score ";
     AppendShortest(text, score);
     return text + ", expected 0 to 1; it is left out";
+}
+
+std::string NoOperationsRecorded(std::string_view recording)
+{
+    return (recording == "-" ? "standard input" : host::EscapeText(recording)) +
+           ": operations were counted in no interval, so that no score means anything; record with: perf "
+           "stat "
+           "-a -I 100 -x, -o FILE -e PMU/rx_outer/ -e PMU/rx_sccl/ -e PMU/rx_ops_num/";
 }
 
 std::string ComparisonInterrupted()

@@ -16,6 +16,7 @@ namespace numa_score {
 
 // Usage.
 std::string BadOptionValue(std::string_view option, std::string_view value, std::string_view expected);
+std::string BadMapping(std::string_view event, std::string_view target, std::string_view reason);
 std::string OptionTwice(std::string_view option);
 std::string OptionWithoutMeaning(std::string_view option, std::string_view command);
 std::string OptionsExclude(std::string_view first, std::string_view second);
@@ -37,6 +38,7 @@ std::string NoScorePublisher(std::string_view path);
 std::string PluginNotUsable(std::string_view instance);
 std::string PluginSilent(std::string_view instance, std::uint64_t requests);
 std::string BadScore(std::string_view instance, float score);
+std::string NoOperationsRecorded(std::string_view recording);
 std::string ComparisonInterrupted();
 std::string OutOfMemory();
 std::string RemarksLeftOut(std::uint64_t count);

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "host/replay_source.h"
+
 namespace numa_score {
 namespace {
 
@@ -81,11 +83,11 @@ std::string SetQuiet(Options& options, const std::string& /*value*/)
 std::string SetColor(Options& options, const std::string& value)
 {
     if (value == "auto") {
-        options.color = ColorChoice::AUTO;
+        options.color = cli::ColorChoice::AUTO;
     } else if (value == "always") {
-        options.color = ColorChoice::ALWAYS;
+        options.color = cli::ColorChoice::ALWAYS;
     } else if (value == "never") {
-        options.color = ColorChoice::NEVER;
+        options.color = cli::ColorChoice::NEVER;
     } else {
         return "auto, always or never";
     }
@@ -105,7 +107,7 @@ std::string SetPlugin(Options& options, const std::string& value)
 
 std::string SetOut(Options& options, const std::string& value)
 {
-    const std::string error = SetPath(options.out, value, "the path of a file, or - for standard output");
+    std::string error = SetPath(options.out, value, "the path of a file, or - for standard output");
     if (options.out == "-") {
         options.out.clear();
     }
@@ -165,8 +167,10 @@ std::string SetSpeed(Options& options, const std::string& value)
 std::string SetSeparator(Options& options, const std::string& value)
 {
     options.separator = value;
-    return value.empty() || value.size() > 8 ? "the 1 to 8 characters after -x of perf stat; \\t is a tab"
-                                             : "";
+    return host::IsSeparatorText(value)
+               ? ""
+               : "the 1 to 8 characters after -x of perf stat, none of them a letter, "
+                 "a digit, a dot or a line break; \\t is a tab";
 }
 
 std::string SetCompare(Options& options, const std::string& value)

@@ -13,6 +13,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/pmu_terms.h"
 #include "tools/numa_score/exit_status.h"
 #include "tools/numa_score/messages.h"
 #include "tools/numa_score/option_table.h"
@@ -182,7 +183,7 @@ std::string Parser::Apply(const CommandRow& command, Options& options)
     }
     for (Given& given : all) {
         if (given.option->count() > 0) {
-            const std::string error = ApplyOption(command, given, options);
+            std::string error = ApplyOption(command, given, options);
             if (!error.empty()) {
                 return error;
             }
@@ -219,6 +220,12 @@ std::string Parser::ApplyOption(const CommandRow& command, Given& given, Options
 
 std::string Parser::Check(const Options& options)
 {
+    for (const host::EventMapping& mapping : options.mappings) {
+        const std::string error = host::ParseEventSpec(mapping.target).error;
+        if (!error.empty()) {
+            return BadMapping(mapping.eventName, mapping.target, error);
+        }
+    }
     if (options.command == Command::REPLAY && options.recording.empty()) {
         return NoRecordingGiven();
     }

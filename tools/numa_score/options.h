@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host/live_source.h"
-#include "tools/numa_score/terminal.h"
+#include "tools/cli/terminal.h"
 
 namespace numa_score {
 
@@ -29,7 +29,7 @@ struct Options {
     std::optional<std::int64_t> durationNs;  ///< of time, recorded time in replay and demo
     std::int32_t intervalMs = 0;             ///< 0: the plug-in's own period
     bool quiet = false;
-    ColorChoice color = ColorChoice::AUTO;
+    cli::ColorChoice color = cli::ColorChoice::AUTO;
     std::string plugin;  ///< file or directory; empty: search
     std::string out;     ///< file; empty: standard output
     bool perPmu = false;

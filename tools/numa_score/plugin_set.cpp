@@ -70,7 +70,8 @@ ScorePublisher FindScorePublisher(const std::vector<std::shared_ptr<kovari::Inte
     return {};
 }
 
-std::vector<std::string> PluginPlaces(const Environment& environment, const std::string& executableDirectory)
+std::vector<std::string> PluginPlaces(const cli::Environment& environment,
+                                      const std::string& executableDirectory)
 {
     const char* const chosen = environment("NUMA_SCORE_PLUGIN");
     if (chosen != nullptr && *chosen != '\0') {
@@ -114,7 +115,7 @@ PluginSetResult LoadScorePlugins(const std::string& given)
 {
     std::string path = given;
     if (path.empty()) {
-        const std::vector<std::string> places = PluginPlaces(ProcessEnvironment, ExecutableDirectory());
+        const std::vector<std::string> places = PluginPlaces(cli::ProcessEnvironment, ExecutableDirectory());
         path = FindPlugin(places);
         if (path.empty()) {
             return {{}, NoPluginFound(places)};

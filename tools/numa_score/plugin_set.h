@@ -9,7 +9,7 @@
 
 #include "host/plugin_loader.h"
 #include "scenario/framework.h"
-#include "tools/numa_score/terminal.h"
+#include "tools/cli/terminal.h"
 
 namespace numa_score {
 
@@ -44,7 +44,8 @@ ScorePublisher FindScorePublisher(const std::vector<std::shared_ptr<kovari::Inte
 /// Where the library is looked for when no place is given, in this order: $NUMA_SCORE_PLUGIN alone when it is
 /// set; otherwise lib/ beside the directory of the executable (build tree, relocated installation), the
 /// framework's plug-in directory, the system's library directory.
-std::vector<std::string> PluginPlaces(const Environment& environment, const std::string& executableDirectory);
+std::vector<std::string> PluginPlaces(const cli::Environment& environment,
+                                      const std::string& executableDirectory);
 
 /// The first place that exists; empty when none does. $NUMA_SCORE_PLUGIN is returned whether it exists or
 /// not.

@@ -14,7 +14,7 @@ constexpr std::uint64_t BYTES_PER_MIB = 1048576;
 
 }  // namespace
 
-Progress::Progress(Output& errorOutput, host::Clock& progressClock)
+Progress::Progress(cli::Output& errorOutput, host::Clock& progressClock)
     : err(errorOutput), clock(progressClock), nextNs(progressClock.NowNs() + NS_PER_SECOND)
 {
 }

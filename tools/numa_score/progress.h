@@ -9,7 +9,7 @@
 
 #include "host/clock.h"
 #include "host/replay_source.h"
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
 
 namespace numa_score {
 
@@ -18,7 +18,7 @@ namespace numa_score {
 class Progress {
 public:
     /// `errorOutput` and `clock` must outlive the object.
-    Progress(Output& errorOutput, host::Clock& progressClock);
+    Progress(cli::Output& errorOutput, host::Clock& progressClock);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
@@ -31,7 +31,7 @@ public:
     void Clear();
 
 private:
-    Output& err;
+    cli::Output& err;
     host::Clock& clock;
     std::int64_t nextNs;
     bool shown = false;

@@ -44,7 +44,7 @@ bool Report::TakeRow(const PeriodRow& row)
     if (parts.writer != nullptr) {
         parts.writer->Write(row);
     }
-    return parts.output == nullptr || parts.output->GetState() == Output::State::GOOD;
+    return parts.output == nullptr || parts.output->GetState() == cli::Output::State::GOOD;
 }
 
 void Report::TakeRemark(const std::string& line)

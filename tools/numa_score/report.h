@@ -9,7 +9,7 @@
 
 #include "host/clock.h"
 #include "host/replay_source.h"
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
 #include "tools/numa_score/progress.h"
 #include "tools/numa_score/row_writer.h"
 #include "tools/numa_score/runner.h"
@@ -26,7 +26,7 @@ public:
     /// All but `scores` may be null. Everything, and the clock, must outlive the report.
     struct Parts {
         RowWriter* writer = nullptr;
-        Output* output = nullptr;  ///< of the writer; the run ends when it fails
+        cli::Output* output = nullptr;  ///< of the writer; the run ends when it fails
         Talk* talk = nullptr;
         Progress* progress = nullptr;
         const host::ReplaySource* replay = nullptr;  ///< asked how far it has come

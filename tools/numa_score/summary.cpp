@@ -142,6 +142,11 @@ Summary SummaryCollector::Finish() const
     return summary;
 }
 
+bool NothingMeasured(const Summary& summary)
+{
+    return summary.periods > 0 && summary.unmeasured == summary.periods;
+}
+
 std::string SummaryText(const Summary& summary)
 {
     std::string out;

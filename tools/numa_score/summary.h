@@ -61,6 +61,10 @@ private:
     ScoreDistribution scores;
 };
 
+/// True when there were periods and operations were counted in none of them: no score of the run means
+/// anything.
+bool NothingMeasured(const Summary& summary);
+
 /// The summary as lines of text, each with its line break.
 std::string SummaryText(const Summary& summary);
 

@@ -3,7 +3,7 @@
 #ifndef TOOLS_NUMA_SCORE_TABLE_WRITER_H
 #define TOOLS_NUMA_SCORE_TABLE_WRITER_H
 
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
 #include "tools/numa_score/row_writer.h"
 #include "tools/numa_score/table_layout.h"
 
@@ -12,7 +12,7 @@ namespace numa_score {
 /// The table as plain lines, for files, pipes and terminals that cannot redraw.
 class TableWriter : public RowWriter {
 public:
-    TableWriter(Output& output, TableLayout tableLayout) : out(output), layout(tableLayout) {}
+    TableWriter(cli::Output& output, TableLayout tableLayout) : out(output), layout(tableLayout) {}
 
     void Begin() override;
     void Write(const PeriodRow& row) override;
@@ -20,7 +20,7 @@ public:
     void End() override {}
 
 private:
-    Output& out;
+    cli::Output& out;
     TableLayout layout;
 };
 

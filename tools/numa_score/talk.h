@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
 
 namespace numa_score {
 
@@ -19,7 +19,7 @@ public:
     static constexpr std::size_t MAX_REMARKS = 200;
 
     /// `errorOutput` must outlive the talk. `quiet` drops remarks; errors are printed all the same.
-    Talk(Output& errorOutput, bool quiet) : err(errorOutput), silent(quiet) {}
+    Talk(cli::Output& errorOutput, bool quiet) : err(errorOutput), silent(quiet) {}
     Talk(const Talk&) = delete;
     Talk& operator=(const Talk&) = delete;
 
@@ -38,7 +38,7 @@ public:
 private:
     void Say(const std::string& line);
 
-    Output& err;
+    cli::Output& err;
     bool silent;
     std::uint64_t remarks = 0;
 };

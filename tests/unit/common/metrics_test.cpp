@@ -14,24 +14,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <limits>
-#include <locale>
-#include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace {
+#include "tests/unit/common/metrics_record.h"
 
-using testing::HasSubstr;
-using testing::Not;
+namespace {
 
 std::string ReadBytes(const std::string& path)
 {
@@ -49,34 +42,6 @@ bool Exists(const std::string& path)
 {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;
-}
-
-/// A record in which every field has a value of its own.
-SystemMetrics Numbered()
-{
-    SystemMetrics record;
-    record.loopCnt = 0x1122334455667788U;
-    record.pageSizeKb = 4;
-    record.numaNum = 4;
-    record.uncore.interval = 100;
-    record.uncore.rxOpsNum = 5000000;
-    record.uncore.rxOuterNum = 123456;
-    record.uncore.rxScclNum = 6543;
-    record.uncore.numaScore = 0.9750002F;
-    record.task = {11, 12, 13, 14};
-    record.mem.migrateCostTimeUs = 21;
-    record.mem.nonmigratedKb = 22;
-    record.mem.migratedKb = 23;
-    record.mem.failedProcessNum = 24;
-    record.mem.failedKb = 25;
-    for (unsigned row = 0; row < 16; ++row) {
-        for (unsigned column = 0; column < 16; ++column) {
-            record.mem.migrateMatrix[row][column] = 1000 * row + column;
-        }
-        record.mem.freeMemKb[row] = 1000000 + row;
-        record.mem.giveUpKb[row] = 2000 + row;
-    }
-    return record;
 }
 
 class MetricsTest : public testing::Test {
@@ -408,176 +373,6 @@ TEST_F(MetricsTest, AReaderSeesTheOldOrTheNewRecord)
     EXPECT_EQ(WEXITSTATUS(status), 0) << "1: torn, short or older record; 3: too few reads";
     unlink(metrics.path.c_str());
     rmdir(name);
-}
-
-const char REPORT_HEAD[] =
-    "Show tarnix metrics\n"
-    "  tarnix loop count: 1234605616436508552\n";
-
-const char REPORT_MIDDLE[] =
-    "  page size(kb): 4\n"
-    "Uncore metrics\n"
-    "  interval(ms): 100\n"
-    "  rx ops num  (ops/ms): 50000\n"
-    "  rx outer num(ops/ms): 1234\n"
-    "  rx sccl num (ops/ms): 65\n"
-    "  numa score: 0.975\n"
-    "Task metrics\n"
-    "  threads num: 12\n"
-    "  threads bind success num: 13\n"
-    "  threads bind fail num: 14\n"
-    "  migrate cost time(us): 11\n"
-    "Mem metrics\n"
-    "  migrated memory(kb): 23\n"
-    "  nonmigrated memory(kb): 22\n"
-    "  migrate failed process num: 24\n"
-    "  migrate failed memory(kb): 25\n"
-    "  migrate cost time(us): 21\n"
-    "  numa migrate memory(src->dst, kB): \n";
-
-std::string ReportOf(int nodes, const std::string& tables)
-{
-    return REPORT_HEAD + ("  numa num: " + std::to_string(nodes) + "\n") + REPORT_MIDDLE + tables;
-}
-
-/// The tables for any number of nodes, put together in another way than the code does.
-std::string Tables(int nodes)
-{
-    char cell[32];
-    std::string text = "  src\\dst ";
-    const auto add = [&](const char* format, auto value) {
-        snprintf(cell, sizeof cell, format, value);
-        text += cell;
-    };
-    for (int n = 0; n < nodes; ++n) {
-        add("%10d ", n);
-    }
-    text += "\n";
-    for (int i = 0; i < nodes; ++i) {
-        add("        %d ", i);
-        for (int j = 0; j < nodes; ++j) {
-            add("%10d ", 1000 * i + j);
-        }
-        text += "\n";
-    }
-    text += "NUMA ID:                    ";
-    for (int n = 0; n < nodes; ++n) {
-        add("%10d", n);
-    }
-    text += "\nFree memory(MB):            ";
-    for (int n = 0; n < nodes; ++n) {
-        add("%10g", (1000000 + n) / 1024.0);
-    }
-    text += "\nGive up migrate memory(kB): ";
-    for (int n = 0; n < nodes; ++n) {
-        add("%10d", 2000 + n);
-    }
-    return text + "\n";
-}
-
-TEST(MetricsReport, WithoutNodesToTheByte)
-{
-    SystemMetrics record = Numbered();
-    record.numaNum = 0;
-    EXPECT_EQ(GetSystemMetricsReport(record), ReportOf(0,
-                                                       "  src\\dst \n"
-                                                       "NUMA ID:                    \n"
-                                                       "Free memory(MB):            \n"
-                                                       "Give up migrate memory(kB): \n"));
-}
-
-TEST(MetricsReport, WithTwoNodesToTheByte)
-{
-    SystemMetrics record = Numbered();
-    record.numaNum = 2;
-    EXPECT_EQ(GetSystemMetricsReport(record), ReportOf(2,
-                                                       "  src\\dst          0          1 \n"
-                                                       "        0          0          1 \n"
-                                                       "        1       1000       1001 \n"
-                                                       "NUMA ID:                             0         1\n"
-                                                       "Free memory(MB):               976.562   976.563\n"
-                                                       "Give up migrate memory(kB):       2000      2001\n"));
-}
-
-TEST(MetricsReport, WithAnyNumberOfNodesToTheByte)
-{
-    SystemMetrics record = Numbered();
-    for (const int nodes : {1, 2, 4, 10, 11, 16}) {
-        record.numaNum = nodes;
-        EXPECT_EQ(GetSystemMetricsReport(record), ReportOf(nodes, Tables(nodes)));
-    }
-}
-
-TEST(MetricsReport, WalksAtMost16NodesAndShowsTheNumberAsStored)
-{
-    SystemMetrics record = Numbered();
-    for (const int nodes : {17, 1000000, std::numeric_limits<int>::max()}) {
-        record.numaNum = nodes;
-        EXPECT_EQ(GetSystemMetricsReport(record), ReportOf(nodes, Tables(16)));
-    }
-    for (const int nodes : {-1, std::numeric_limits<int>::min()}) {
-        record.numaNum = nodes;
-        EXPECT_EQ(GetSystemMetricsReport(record), ReportOf(nodes, Tables(0)));
-    }
-}
-
-TEST(MetricsReport, AnIntervalOfZeroLeavesTheRatesOut)
-{
-    SystemMetrics record = Numbered();
-    record.uncore.interval = 0;
-    const std::string report = GetSystemMetricsReport(record);
-    EXPECT_THAT(report, HasSubstr("Uncore metrics\n  interval(ms): 0\n  numa score: 0.975\nTask metrics\n"));
-    EXPECT_THAT(report, Not(HasSubstr("rx ops")));
-}
-
-TEST(MetricsReport, ScoresInDefaultNotation)
-{
-    const struct {
-        float score;
-        const char* text;
-    } cases[] = {{0.0F, "0"},        {1.0F, "1"},          {0.5F, "0.5"}, {0.123456789F, "0.123457"},
-                 {1e-7F, "1e-07"},   {3.4e38F, "3.4e+38"}, {NAN, "nan"},  {INFINITY, "inf"},
-                 {-INFINITY, "-inf"}};
-    SystemMetrics record;
-    for (const auto& c : cases) {
-        record.uncore.numaScore = c.score;
-        EXPECT_THAT(GetSystemMetricsReport(record), HasSubstr(std::string("  numa score: ") + c.text + "\n"));
-    }
-}
-
-class Comma : public std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-TEST(MetricsReport, IgnoresTheLocale)
-{
-    SystemMetrics record = Numbered();
-    record.uncore.numaScore = 1234.5F;
-    const std::string expected = GetSystemMetricsReport(record);
-    EXPECT_THAT(expected, HasSubstr("1234.5"));
-    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Comma));
-    EXPECT_EQ(GetSystemMetricsReport(record), expected);
-    std::locale::global(before);
-}
-
-TEST(MetricsReport, IsSafeForAnyBytes)
-{
-    std::mt19937_64 random(20);
-    for (int round = 0; round < 20000; ++round) {
-        unsigned char bytes[sizeof(SystemMetrics)];
-        for (std::size_t i = 0; i < sizeof bytes; i += 8) {
-            const std::uint64_t word = random();
-            std::memcpy(bytes + i, &word, 8);
-        }
-        SystemMetrics record;
-        std::memcpy(&record, bytes, sizeof record);
-        const std::string report = GetSystemMetricsReport(record);
-        ASSERT_EQ(report.rfind("Show tarnix metrics\n", 0), 0U);
-        ASSERT_THAT(report, HasSubstr("\n  numa num: " + std::to_string(record.numaNum) + "\n"));
-        ASSERT_LT(report.size(), 8192U);
-    }
 }
 
 }  // namespace

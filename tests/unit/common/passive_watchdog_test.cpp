@@ -4,38 +4,30 @@
 
 #include <dirent.h>
 #include <dlfcn.h>
-#include <fcntl.h>
+#include <errno.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <limits>
-#include <mutex>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "common/logger_ctl.h"
-#include "common/monotonic_ns.h"
 #include "tests/support/child_run.h"
-#include "tests/unit/common/logger_fixture.h"
+#include "tests/unit/common/watchdog_fixture.h"
 
 using std::chrono::milliseconds;
 using support::ChildResult;
 using support::FileText;
 using support::RunInChild;
 using testing::ElementsAre;
-using testing::MatchesRegex;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define SANITIZER_OWNS_PTHREAD_CREATE 1
@@ -45,101 +37,12 @@ using testing::MatchesRegex;
 #endif
 #endif
 
-#if defined(__SANITIZE_THREAD__)
-#define THREAD_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define THREAD_SANITIZER 1
-#endif
-#endif
-
-#ifdef THREAD_SANITIZER
-// By default it takes a second of its own to end a process.
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options()
-{
-    return "atexit_sleep_ms=0";
-}
-#endif
-
 namespace {
 
-constexpr milliseconds LONG{3600000};
+constexpr const char* STARTED = "INFO Watchdog monitor thread started";
+constexpr const char* STOPPED = "DEBUG Watchdog monitor thread stopped";
 
-std::atomic<std::uint64_t> g_handNs{0};
-std::atomic<std::uint64_t> g_handReads{0};
 std::atomic<int> g_threadsUntilFailure{std::numeric_limits<int>::max()};
-
-std::uint64_t HandClock()
-{
-    ++g_handReads;
-    return g_handNs;
-}
-
-/// Lets the watchdog read a clock that the test moves.
-class HandMovedClock {
-public:
-    HandMovedClock() : previous(runtime::monotonicSource)
-    {
-        g_handNs = 1000000000000U;
-        runtime::monotonicSource = HandClock;
-    }
-    ~HandMovedClock() { runtime::monotonicSource = previous; }
-
-    HandMovedClock(const HandMovedClock&) = delete;
-    HandMovedClock& operator=(const HandMovedClock&) = delete;
-
-    static void Advance(std::uint64_t nanoseconds) { g_handNs += nanoseconds; }
-
-    /// Returns when the monitor has looked at the present time at least once.
-    static void AwaitPoll()
-    {
-        const std::uint64_t reads = g_handReads;
-        while (g_handReads < reads + 3) {
-            sched_yield();
-        }
-    }
-
-private:
-    std::uint64_t (*previous)();
-};
-
-/// The lines that went through channel 0 since its construction.
-class Recorder {
-public:
-    Recorder()
-    {
-        LoggerCtl::GetInstance().SetLogFunc(
-            LogType::RUNTIME,
-            [this](LogLevel level, const std::string& text) {
-                const std::lock_guard<std::mutex> lock(mutex);
-                lines.push_back(LoggerCtl::GetInstance().levelNames.at(level) + " " + text);
-            },
-            [](LogLevel, const std::string&) {});
-    }
-
-    std::vector<std::string> Lines() const
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        return lines;
-    }
-
-    bool Has(const std::string& line) const
-    {
-        const std::vector<std::string> all = Lines();
-        return std::find(all.begin(), all.end(), line) != all.end();
-    }
-
-private:
-    mutable std::mutex mutex;
-    std::vector<std::string> lines;
-};
-
-std::int64_t NowMs()
-{
-    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 /// The status files of this process's threads that are called `name`.
 std::vector<std::string> ThreadsCalled(const std::string& name)
@@ -157,24 +60,6 @@ std::vector<std::string> ThreadsCalled(const std::string& name)
     closedir(tasks);
     return found;
 }
-
-/// Replaces standard output by a pipe that is full and whose reader never reads.
-void FillStandardOutput()
-{
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
-        abort();
-    }
-    const std::string block(65536, 'x');
-    while (write(ends[1], block.data(), block.size()) > 0) {
-    }
-    fcntl(ends[1], F_SETFL, 0);
-    dup2(ends[1], STDOUT_FILENO);
-}
-
-constexpr const char* STARTED = "INFO Watchdog monitor thread started";
-constexpr const char* STOPPED = "DEBUG Watchdog monitor thread stopped";
-constexpr const char* EXITING = "tarnix exit due to heartbeat timeout";
 
 }  // namespace
 
@@ -246,7 +131,7 @@ TEST_F(PassiveWatchdogTest, StopWithoutAThreadDoesNothing)
     const Recorder recorder;
     PassiveWatchdog watchdog;
     watchdog.Stop();
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
     watchdog.Stop();
     watchdog.Stop();
     EXPECT_EQ(recorder.Lines().size(), 3U);
@@ -273,7 +158,7 @@ TEST_F(PassiveWatchdogTest, TheDestructorStopsAndJoins)
     const Recorder recorder;
     for (int i = 0; i < 50; ++i) {
         PassiveWatchdog watchdog;
-        watchdog.Start(LONG);
+        watchdog.Start(LONG_TIMEOUT);
     }
     EXPECT_EQ(recorder.Lines().size(), 150U);
     EXPECT_EQ(recorder.Lines().back(), STOPPED);
@@ -286,7 +171,7 @@ TEST_F(PassiveWatchdogTest, TheThreadHasItsNameAndTakesNoSignals)
     PassiveWatchdog watchdog;
     sigset_t before;
     pthread_sigmask(SIG_SETMASK, nullptr, &before);
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
     // While a thread is created or ends, the C library blocks every signal in it for a moment. So wait for
     // the monitor to poll, and for the thread that writes the first line, which has the name too, to be gone.
     clock.AwaitPoll();
@@ -327,224 +212,6 @@ TEST_F(PassiveWatchdogTest, TheAgeIsCutToWholeMilliseconds)
     EXPECT_EQ(watchdog.lastHeartbeat, 1005001999999);
 }
 
-TEST_F(PassiveWatchdogTest, AHeartbeatExactlyAsOldAsTheTimeoutIsNoTimeoutOneMillisecondMoreIs)
-{
-    const support::SharedValue<std::atomic<int>> survived;
-    const ChildResult result = RunInChild([&] {
-        const HandMovedClock clock;
-        PassiveWatchdog watchdog;
-        watchdog.Start(milliseconds(50));
-        clock.Advance(50999999);  // 50 ms, cut
-        clock.AwaitPoll();
-        watchdog.Heartbeat();
-        clock.Advance(50000000);
-        clock.AwaitPoll();
-        *survived = 1;
-        clock.Advance(1000000);
-        for (;;) {
-            pause();
-        }
-        return 0;
-    });
-    EXPECT_EQ(*survived, 1);
-    EXPECT_EQ(result.status, 4);
-    EXPECT_THAT(WithoutStamps(result.out),
-                testing::EndsWith("[ERROR] Heartbeat timeout detected - 51 ms since last heartbeat\n"
-                                  "[ERROR] tarnix exit due to heartbeat timeout\n"));
-    EXPECT_EQ(result.err, "");
-}
-
-TEST_F(PassiveWatchdogTest, HeartbeatsKeepTheProcessAlive)
-{
-    const ChildResult result = RunInChild([] {
-        const HandMovedClock clock;
-        PassiveWatchdog watchdog;
-        watchdog.Start(milliseconds(5));
-        for (int i = 0; i < 20; ++i) {
-            clock.Advance(4000000);
-            clock.AwaitPoll();
-            watchdog.Heartbeat();
-        }
-        watchdog.Stop();
-        clock.Advance(60000000000);  // nobody watches any more
-        return 0;
-    });
-    EXPECT_EQ(result.status, 0);
-}
-
-TEST_F(PassiveWatchdogTest, ATimeoutRunsNoExitHandlersAndFlushesNothing)
-{
-    const ChildResult result = RunInChild([] {
-        atexit([] { printf("handler\n"); });
-        FILE* const pending = fdopen(dup(STDOUT_FILENO), "w");
-        fputs("pending\n", pending);
-        PassiveWatchdog watchdog;
-        watchdog.Start(milliseconds(20));
-        for (;;) {
-            pause();
-        }
-        return 0;
-    });
-    EXPECT_EQ(result.status, 4);
-    EXPECT_THAT(result.out, MatchesRegex(Prefix("INFO") + "Watchdog [^\n]*\n" + Prefix("INFO") +
-                                         "Watchdog [^\n]*\n" + Prefix("ERROR") +
-                                         "Heartbeat timeout detected - [0-9]+ ms since last heartbeat\n" +
-                                         Prefix("ERROR") + EXITING + "\n"));
-}
-
-TEST_F(PassiveWatchdogTest, ANegativeTimeoutIsOverAtOnce)
-{
-    const ChildResult result = RunInChild([] {
-        PassiveWatchdog watchdog;
-        watchdog.Start(milliseconds(-1));
-        for (;;) {
-            pause();
-        }
-        return 0;
-    });
-    EXPECT_EQ(result.status, 4);
-}
-
-namespace {
-
-/// Runs a loop that hangs in a child; checks the exit status and that the end came in time.
-void ExpectEndInTime(const std::function<void(PassiveWatchdog&)>& hang)
-{
-    constexpr std::int64_t TIMEOUT_MS = 100;
-    constexpr std::int64_t BOUND_MS = 200;
-    constexpr std::int64_t BUSY_MACHINE_MS = 400;
-    const support::SharedValue<std::atomic<std::int64_t>> lastHeartbeat;
-    support::Child child(support::Fork([&] {
-        PassiveWatchdog watchdog;
-        *lastHeartbeat = NowMs();
-        watchdog.Start(milliseconds(TIMEOUT_MS));
-        hang(watchdog);
-        return 0;
-    }));
-    EXPECT_EQ(child.Wait(), 4);
-    const std::int64_t lifetime = NowMs() - *lastHeartbeat;
-    EXPECT_GT(lifetime, TIMEOUT_MS);
-    EXPECT_LT(lifetime, TIMEOUT_MS + BOUND_MS + BUSY_MACHINE_MS);
-}
-
-}  // namespace
-
-TEST_F(PassiveWatchdogTest, EndsALoopThatHangsInsideALogWrite)
-{
-    ExpectEndInTime([this](PassiveWatchdog& watchdog) {
-        FillStandardOutput();
-        ctl.GetLog(LogType::RUNTIME).logFunc(LogLevel::INFO, "never through");
-        watchdog.Stop();
-    });
-}
-
-TEST_F(PassiveWatchdogTest, EndsALoopThatHangsInItsVeryFirstLogWrite)
-{
-    support::Child child(support::Fork([] {
-        PassiveWatchdog watchdog;
-        FillStandardOutput();
-        watchdog.Start(milliseconds(100));
-        return 0;
-    }));
-    EXPECT_EQ(child.Wait(), 4);
-}
-
-TEST_F(PassiveWatchdogTest, EndsALoopWhoseLogFileIsAFullFifo)
-{
-    ASSERT_EQ(mkfifo(Path("fifo").c_str(), 0600), 0);
-    const int reader = open(Path("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    ASSERT_TRUE(ctl.SetLogFile(Path("fifo")));
-    ExpectEndInTime([this](PassiveWatchdog& watchdog) {
-        for (;;) {
-            watchdog.Heartbeat();
-            ctl.GetLog(LogType::RUNTIME).logFunc(LogLevel::INFO, std::string(4000, 'x'));
-        }
-    });
-    close(reader);
-}
-
-TEST_F(PassiveWatchdogTest, EndsALoopThatHoldsTheLockOfStandardOutput)
-{
-#ifdef THREAD_SANITIZER
-    GTEST_SKIP() << "ThreadSanitizer flushes standard output in its own _exit, and hangs there";
-#endif
-    ExpectEndInTime([](PassiveWatchdog&) {
-        flockfile(stdout);
-        for (;;) {
-            pause();
-        }
-    });
-}
-
-TEST_F(PassiveWatchdogTest, AttemptsBothLinesWhenTheFirstHangs)
-{
-    const int file = open(Path("seen").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    ASSERT_GE(file, 0);
-    ctl.SetLogFunc(
-        LogType::RUNTIME,
-        [file](LogLevel level, const std::string& text) {
-            if (level != LogLevel::ERROR) {
-                return;
-            }
-            const std::string line = text.substr(0, 17) + "\n";
-            if (write(file, line.data(), line.size()) > 0) {
-                for (;;) {
-                    pause();
-                }
-            }
-        },
-        DefaultSnapFunc);
-    ExpectEndInTime([](PassiveWatchdog&) {
-        for (;;) {
-            pause();
-        }
-    });
-    close(file);
-    EXPECT_EQ(FileText(Path("seen")), "Heartbeat timeout\ntarnix exit due t\n");
-}
-
-TEST_F(PassiveWatchdogTest, DoesNotWaitWhenTheLogIsQuick)
-{
-    const support::SharedValue<std::atomic<std::int64_t>> lastLine;
-    support::Child child(support::Fork([&] {
-        ctl.SetLogFunc(
-            LogType::RUNTIME, [&](LogLevel, const std::string&) { *lastLine = NowMs(); }, DefaultSnapFunc);
-        PassiveWatchdog watchdog;
-        watchdog.Start(milliseconds(10));
-        for (;;) {
-            pause();
-        }
-        return 0;
-    }));
-    EXPECT_EQ(child.Wait(), 4);
-    EXPECT_LT(NowMs() - *lastLine, 90);
-}
-
-TEST_F(PassiveWatchdogTest, ALogThatThrowsDoesNotKeepTheProcessAlive)
-{
-    const ChildResult result = RunInChild([this] {
-        ctl.SetLogFunc(
-            LogType::RUNTIME,
-            [](LogLevel level, const std::string& text) {
-                if (level == LogLevel::ERROR) {
-                    DefaultLogFunc(level, text);
-                    throw 7;
-                }
-            },
-            DefaultSnapFunc);
-        PassiveWatchdog watchdog;
-        watchdog.Start(milliseconds(20));
-        for (;;) {
-            pause();
-        }
-        return 0;
-    });
-    EXPECT_EQ(result.status, 4);
-    EXPECT_THAT(WithoutStamps(result.out),
-                MatchesRegex("\\[ERROR\\] Heartbeat timeout detected - [0-9]+ ms since last heartbeat\n"
-                             "\\[ERROR\\] tarnix exit due to heartbeat timeout\n"));
-}
-
 TEST_F(PassiveWatchdogTest, AnExceptionEndsTheMonitorThread)
 {
     std::atomic<int> reports{0};
@@ -563,7 +230,7 @@ TEST_F(PassiveWatchdogTest, AnExceptionEndsTheMonitorThread)
         },
         DefaultSnapFunc);
     PassiveWatchdog watchdog;
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
     while (reports == 0) {
         sched_yield();
     }
@@ -575,7 +242,7 @@ TEST_F(PassiveWatchdogTest, AnExceptionEndsTheMonitorThread)
     EXPECT_EQ(others, 1) << "only what Start says; the thread that failed does not say that it stopped";
     ctl.SetLogFunc(LogType::RUNTIME, DefaultLogFunc, DefaultSnapFunc);
     const Recorder recorder;
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
     watchdog.Stop();
     EXPECT_TRUE(recorder.Has(STOPPED)) << "can be started again";
 }
@@ -584,8 +251,8 @@ TEST_F(PassiveWatchdogTest, AChannelWithoutFunctionsIsNotCalled)
 {
     ctl.SetLogFunc(LogType::RUNTIME, nullptr, nullptr);
     PassiveWatchdog watchdog;
-    watchdog.Start(LONG);
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
+    watchdog.Start(LONG_TIMEOUT);
     watchdog.Stop();
     EXPECT_FALSE(watchdog.running);
 }
@@ -598,14 +265,14 @@ TEST_F(PassiveWatchdogTest, AThreadThatCannotBeCreatedIsReported)
     const Recorder recorder;
     PassiveWatchdog watchdog;
     g_threadsUntilFailure = 0;
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
     g_threadsUntilFailure = std::numeric_limits<int>::max();
     EXPECT_FALSE(watchdog.running);
     EXPECT_THAT(
         recorder.Lines(),
         ElementsAre("ERROR Watchdog not started, the main loop is not guarded: cannot create its thread "
                     "(errno 11), raise the limit of threads"));
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
     EXPECT_TRUE(watchdog.running);
     watchdog.Stop();
 }
@@ -636,7 +303,7 @@ TEST_F(PassiveWatchdogTest, TheLibraryDoesNotChangeHowSignalsAreHandled)
         sigaction(signal, nullptr, &before[signal]);
     }
     PassiveWatchdog watchdog;
-    watchdog.Start(LONG);
+    watchdog.Start(LONG_TIMEOUT);
     watchdog.Stop();
     for (int signal = 1; signal < 65; ++signal) {
         struct sigaction now {};

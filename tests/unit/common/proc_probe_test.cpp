@@ -163,6 +163,28 @@ TEST(GetCmdline, ReadsEveryLengthWholeUpToItsBound)
     }
 }
 
+TEST(GetCmdline, JoinsAcrossEveryBorderOfItsPortions)
+{
+    const support::ProbeTree tree;
+    constexpr size_t FIRST = 4096;
+    constexpr size_t PORTION = 65536;
+    for (const size_t border : {FIRST, FIRST + PORTION, FIRST + 2 * PORTION}) {
+        // Runs of NULs that end before, at and behind the border, in the middle of the text and at its end.
+        for (size_t begin = border - 3; begin <= border + 1; ++begin) {
+            for (size_t length = 1; length <= 4; ++length) {
+                for (const size_t rest : {size_t{0}, size_t{1}, size_t{70000}}) {
+                    const std::string head(begin, 'x');
+                    const std::string tail(rest, 'y');
+                    tree.Write("proc/42/cmdline", head + std::string(length, '\0') + tail);
+                    const size_t blanks = rest == 0 ? length - 1 : length;
+                    EXPECT_TRUE(GetCmdline(42) == head + std::string(blanks, ' ') + tail)
+                        << begin << " " << length << " " << rest;
+                }
+            }
+        }
+    }
+}
+
 TEST(GetCmdline, IsEmptyWithoutAReadableFile)
 {
     const support::ProbeTree tree;

@@ -131,6 +131,11 @@ TEST(ProcessPattern, RefusalSaysWhy)
     EXPECT_EQ(Refusal("redis.*"), "");
     EXPECT_EQ(Refusal("redis"), "");
     EXPECT_EQ(Refusal("(a)\\1"), "");
+    EXPECT_EQ(Refusal("(a)\\12345"),
+              "the pattern has a back-reference whose number of digits is 5, at most 4 are allowed");
+    EXPECT_EQ(Refusal("a\\" + std::string(40, '9')),
+              "the pattern has a back-reference whose number of digits is 40, at most 4 are allowed");
+    EXPECT_EQ(Refusal("\\012345"), "");  // the character NUL and a text
     EXPECT_EQ(Refusal(std::string(1001, 'a')), "the pattern has a length of 1001, at most 1000 are allowed");
     EXPECT_EQ(Refusal(std::string(201, '(') + std::string(201, ')')),
               "the pattern has a depth of nested groups of 201, at most 200 are allowed");

@@ -66,15 +66,16 @@ TEST(CounterPlan, SaysWhatIsMissingAndHowToGoOn)
 {
     EXPECT_EQ(
         host::PlanCounters(Options("none")).error,
-        "no PMU below " + FIXTURES +
-            "none/bus/event_source/devices can count rx_outer, rx_sccl, rx_ops_num; take the counts from "
-            "other events with --map rx_outer=PMU/event/, numa-score list shows what there is");
+        "no PMU below " + FIXTURES + "none/bus/event_source/devices can count rx_outer, rx_sccl, rx_ops_num");
+    EXPECT_EQ(host::PlanCounters(Options("none")).remedy,
+              "load the driver of the uncore PMU, or take the counts from other events with --map "
+              "rx_outer=PMU/event/, numa-score list shows what there is");
+    EXPECT_EQ(host::PlanCounters(Options("two_sockets")).remedy, "");
     EXPECT_EQ(host::PlanCounters(Options("partial")).error,
               "no PMU below " + FIXTURES +
                   "partial/bus/event_source/devices can count rx_outer, rx_sccl, rx_ops_num; PMU half has "
                   "rx_outer, rx_ops_num but lacks rx_sccl; PMU third has rx_sccl but lacks rx_outer, "
-                  "rx_ops_num; take the counts from other events with --map rx_outer=PMU/event/, numa-score "
-                  "list shows what there is");
+                  "rx_ops_num");
     EXPECT_THAT(host::PlanCounters(Options("partial")).pmus, IsEmpty());
 }
 

@@ -95,16 +95,24 @@ TEST_F(DoctorTest, AMachineWithoutThePmus)
             "nodes | WARN | 1 NUMA node (0) | the score tells local from remote memory, which takes two "
             "nodes",
             "pmus | FAIL | no PMU below " + FIXTURES +
-                "none/bus/event_source/devices can count rx_outer, rx_sccl, rx_ops_num; take the counts "
-                "from other events with --map rx_outer=PMU/event/, numa-score list shows what there is "
-                "| load the driver of the uncore PMU, or name other events with --map "
-                "rx_ops_num=PMU/event/ and likewise rx_outer and rx_sccl",
+                "none/bus/event_source/devices can count rx_outer, rx_sccl, rx_ops_num | load the "
+                "driver of the uncore PMU, or take the counts from other events with --map "
+                "rx_outer=PMU/event/, numa-score list shows what there is",
             "permission | OK | perf_event_paranoid 2, CAP_PERFMON yes, CAP_SYS_ADMIN yes | ",
             "descriptors | OK | 64 needed, soft limit 1024, hard limit 4096 | ",
             "open | OK | perf_event_open works, tried with the software clock on CPU 0 | "));
     EXPECT_EQ(host::WorstVerdict(host::Diagnose(options, perf)), host::Verdict::FAIL);
     EXPECT_EQ(perf.opened.at(0).type, 1U);
     EXPECT_TRUE(perf.counters.empty());
+}
+
+TEST_F(DoctorTest, AMappingThatFailsHasItsRemedy)
+{
+    options.live.mappings = {{"rx_outer", "absent/event/"}};
+    EXPECT_EQ(
+        CheckNamed("wide_mask", "pmus"),
+        "pmus | FAIL | --map rx_outer=absent/event/: no PMU 'absent', there are uncore_numa, uncore_other | "
+        "correct this --map, numa-score list shows what there is");
 }
 
 TEST_F(DoctorTest, PartialPmusHaveALine)

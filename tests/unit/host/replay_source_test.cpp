@@ -74,6 +74,20 @@ TEST(Replay, StartsANewRunWhereTimeStepsBackOrAHeaderStands)
     EXPECT_EQ(whole.source->Progress().segments, 3U);
 }
 
+TEST(Replay, RemarksTheFirstStepBackThatNoHeaderExplains)
+{
+    const std::string count = ",1,,rx_outer rx_sccl rx_ops_num,5,100.00\n";
+    const TemporaryFile file("1.05" + count + "# started on x\n0.2" + count + "0.1" + count + "0.05" + count);
+    const WholeReplay whole = ReadAll(file.Path());
+    EXPECT_THAT(
+        whole.remarks,
+        ElementsAre(file.Path() + ":4: time steps back: \"0.1,1,,rx_outer rx_sccl rx_ops_num,5,100.00\" "
+                                  "after 0.200000000 s is taken as the begin of another run; expected a line "
+                                  "\"# started on\" before it, keep the lines as perf wrote them"));
+    const TemporaryFile headed("1.05" + count + "# started on x\n0.2" + count);
+    EXPECT_THAT(ReadAll(headed.Path()).remarks, IsEmpty());
+}
+
 TEST(Replay, CountsEventsThatAreMissingInTheirRun)
 {
     const std::string a = ",1,,rx_outer,5,100.00\n";
@@ -312,7 +326,10 @@ TEST(Replay, KeepsNoMoreNamesThanItCan)
 TEST(Replay, ReturnsBetweenLongStretchesWithoutACount)
 {
     std::string content = "0.1,1,,rx_outer,5,100.00\n";
-    content.append(ReplaySource::MAX_BYTES + 1000, '\n');
+    const std::string comment = "#" + std::string(998, 'x') + "\n";
+    while (content.size() < ReplaySource::MAX_BYTES + 1000) {
+        content += comment;
+    }
     content += "0.2,1,,rx_outer,5,100.00\n";
     const TemporaryFile file(content);
     const WholeReplay whole = ReadAll(file.Path());

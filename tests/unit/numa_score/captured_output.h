@@ -9,12 +9,12 @@
 #include <stdexcept>
 #include <string>
 
-#include "tools/numa_score/output.h"
+#include "tools/cli/output.h"
 
 /// An Output onto memory, and what has been written to it.
 class CapturedOutput {
 public:
-    explicit CapturedOutput(numa_score::Output::Flush flush = numa_score::Output::Flush::EACH_COMMIT)
+    explicit CapturedOutput(cli::Output::Flush flush = cli::Output::Flush::EACH_COMMIT)
         : fd(memfd_create("captured", MFD_CLOEXEC)), output(fd, false, flush, nullptr)
     {
         if (fd < 0) {
@@ -25,7 +25,7 @@ public:
     CapturedOutput& operator=(const CapturedOutput&) = delete;
     ~CapturedOutput() { close(fd); }
 
-    numa_score::Output& Get() { return output; }
+    cli::Output& Get() { return output; }
 
     /// All that has left the buffer so far.
     std::string Text() const
@@ -41,7 +41,7 @@ public:
 
 private:
     int fd;
-    numa_score::Output output;
+    cli::Output output;
 };
 
 #endif  // TESTS_UNIT_NUMA_SCORE_CAPTURED_OUTPUT_H

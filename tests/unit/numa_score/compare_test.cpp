@@ -118,5 +118,20 @@ TEST(Compare, NamesFromOutside)
     EXPECT_LT(table.substr(0, table.find('\n')).size(), 110U);
 }
 
+TEST(Compare, LongPathsAreToldApartByTheirEnds)
+{
+    NamedSummary first = First();
+    NamedSummary second = Second();
+    first.name = "/measurements/of/the/second/week/of/november/server7/before.csv";
+    second.name = "/measurements/of/the/second/week/of/november/server7/after.csv";
+    EXPECT_THAT(
+        CompareText(first, second, Format::TABLE),
+        HasSubstr(
+            "...cond/week/of/november/server7/before.csv  ...econd/week/of/november/server7/after.csv  "));
+    // A character of two bytes is not cut.
+    first.name = "\xc3\xa4" + std::string(39, 'n');
+    EXPECT_THAT(CompareText(first, second, Format::TABLE), HasSubstr(" ..." + std::string(39, 'n') + "  "));
+}
+
 }  // namespace
 }  // namespace numa_score

@@ -131,7 +131,7 @@ TEST(CsvWriter, WritesEachPeriodWhenSomebodyWatches)
     toWatcher.Write(Row());
     EXPECT_EQ(watched.Text(), Written(Row()) + Written(Row()));
 
-    CapturedOutput file(Output::Flush::WHEN_FULL);
+    CapturedOutput file(cli::Output::Flush::WHEN_FULL);
     CsvWriter toFile(file.Get());
     toFile.Begin();
     toFile.Write(Row());

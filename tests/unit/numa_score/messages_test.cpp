@@ -56,6 +56,11 @@ TEST(Messages, Others)
     EXPECT_EQ(BadCommandLine("odd\nreason"), "bad command line: odd\\nreason");
     EXPECT_EQ(ComparisonInterrupted(),
               "interrupted before both recordings were read: there is no comparison");
+    EXPECT_EQ(NoOperationsRecorded("f"),
+              "f: operations were counted in no interval, so that no score means anything; record with: perf "
+              "stat -a -I 100 -x, -o FILE -e PMU/rx_outer/ -e PMU/rx_sccl/ -e PMU/rx_ops_num/");
+    EXPECT_EQ(NoOperationsRecorded("-").substr(0, 16), "standard input: ");
+    EXPECT_EQ(NoOperationsRecorded("a\n").substr(0, 5), "a\\n: ");
     EXPECT_EQ(OutOfMemory(), "out of memory");
     EXPECT_EQ(RemarksLeftOut(1), "1 further remark was left out");
     EXPECT_EQ(RemarksLeftOut(2), "2 further remarks were left out");

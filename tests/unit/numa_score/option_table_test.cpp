@@ -73,7 +73,9 @@ TEST(OptionTable, RefusesValuesAndSaysWhatIsExpected)
     const char* const speed = "max, or how many times as fast as recorded, from 0.000001 to 1000000000";
     const char* const seed = "a whole number from 0 to 18446744073709551615";
     const char* const mapping = "rx_outer=, rx_sccl= or rx_ops_num= and PMU/event/, each event once";
-    const char* const separator = "the 1 to 8 characters after -x of perf stat; \\t is a tab";
+    const char* const separator =
+        "the 1 to 8 characters after -x of perf stat, none of them a letter, a digit, a dot or a line break; "
+        "\\t is a tab";
     const std::string nul("a\0b", 3);
     const struct {
         const char* option;
@@ -94,7 +96,7 @@ TEST(OptionTable, RefusesValuesAndSaysWhatIsExpected)
         {"--sysfs-root", {"", nul}, "the path of a directory"},
         {"--compare", {"", nul}, "the path of a recording, or - for standard input"},
         {"--speed", {"", "0", "-1", "0.0000009", "1000000001", "nan", "inf", "Max"}, speed},
-        {"--separator", {"", "123456789"}, separator},
+        {"--separator", {"", ",,,,,,,,,", "x", "7", ".", "\n", "\\n", nul}, separator},
         {"--seed", {"", "-1", "18446744073709551616", "1.0"}, seed},
         {"--map", {"", "rx_outer", "rx_outer=", "=x/y/", "rx=x/y/", "RX_OUTER=x/y/"}, mapping},
     };
@@ -131,8 +133,10 @@ TEST(OptionTable, TakesTheBounds)
     EXPECT_FALSE(options.speed.has_value());
     EXPECT_EQ(Row("--seed").set(options, "18446744073709551615"), "");
     EXPECT_EQ(options.seed, UINT64_MAX);
-    EXPECT_EQ(Row("--separator").set(options, "12345678"), "");
-    EXPECT_EQ(options.separator, "12345678");
+    EXPECT_EQ(Row("--separator").set(options, ";;;;;;;;"), "");
+    EXPECT_EQ(options.separator, ";;;;;;;;");
+    EXPECT_EQ(Row("--separator").set(options, "\\t"), "");
+    EXPECT_EQ(options.separator, "\\t");
 }
 
 TEST(OptionTable, MapsEachEventOnce)

@@ -12,7 +12,7 @@
 
 namespace {
 
-using numa_score::ColorChoice;
+using cli::ColorChoice;
 using numa_score::Command;
 using numa_score::CommandLine;
 using numa_score::Format;
@@ -49,7 +49,7 @@ TEST(Options, Defaults)
     EXPECT_FALSE(demo.count || demo.durationNs);
     EXPECT_EQ(demo.intervalMs, 0);
     EXPECT_FALSE(demo.quiet || demo.perPmu || demo.repeat);
-    EXPECT_EQ(demo.color, ColorChoice::AUTO);
+    EXPECT_EQ(demo.color, cli::ColorChoice::AUTO);
     EXPECT_EQ(demo.threshold, 0.955);
     EXPECT_EQ(demo.speed, 1.0);
     EXPECT_EQ(demo.seed, 1U);
@@ -85,12 +85,12 @@ TEST(Options, WhatEveryRunKnowsStandsBeforeOrAfterTheCommand)
         EXPECT_TRUE(options.quiet);
         EXPECT_EQ(options.threshold, 0.5);
         EXPECT_EQ(options.out, "o.txt");
-        EXPECT_EQ(options.color, ColorChoice::ALWAYS);
+        EXPECT_EQ(options.color, cli::ColorChoice::ALWAYS);
         EXPECT_EQ(options.plugin, "p.so");
     }
     const Options both = Good({"--format=csv", "demo", "--color=never"});
     EXPECT_EQ(both.format, Format::CSV);
-    EXPECT_EQ(both.color, ColorChoice::NEVER);
+    EXPECT_EQ(both.color, cli::ColorChoice::NEVER);
 }
 
 TEST(Options, OfOneCommand)

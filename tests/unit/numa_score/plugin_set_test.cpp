@@ -24,7 +24,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-Environment Chosen(const char* value)
+cli::Environment Chosen(const char* value)
 {
     return [value](const char* name) { return std::string(name) == "NUMA_SCORE_PLUGIN" ? value : nullptr; };
 }

@@ -39,7 +39,7 @@ TEST(Progress, AppearsAfterASecondAndChangesTwiceASecond)
     const support::TempDirectory directory;
     const std::string path = directory / "err";
     support::ManualClock clock;
-    Output err(OpenOutputFile(path), true, Output::Flush::EACH_COMMIT, nullptr);
+    cli::Output err(cli::OpenOutputFile(path), true, cli::Output::Flush::EACH_COMMIT, nullptr);
     Progress progress(err, clock);
     progress.Clear();
     EXPECT_EQ(support::FileText(path), "") << "nothing is there to be taken away";

@@ -103,6 +103,16 @@ TEST(Summary, OfARunThatCountedNothing)
               "quality      not_counted 2, partial 2 (periods with the flag)\n");
 }
 
+TEST(Summary, KnowsWhetherAnythingWasMeasured)
+{
+    const PeriodRow stopped = Row(SECOND, 1.0F, {}, {Quality::NOT_COUNTED, Quality::PARTIAL});
+    const PeriodRow idle = Row(SECOND, 1.0F, {}, {Quality::IDLE});
+    EXPECT_TRUE(NothingMeasured(Gather(0.955, {stopped, stopped})));
+    EXPECT_FALSE(NothingMeasured(Gather(0.955, {stopped, idle})));
+    EXPECT_FALSE(NothingMeasured(Gather(0.955, {stopped, Row(SECOND, 0.5F, {2, 1, 0}, {})})));
+    EXPECT_FALSE(NothingMeasured(Gather(0.955, {})));
+}
+
 TEST(Summary, CountsPeriodsWhereThereIsNoTime)
 {
     const Summary summary = Gather(0.955, {Row(0, 0.5F, {100, 0, 50}), Row(0, 1.0F, {100, 0, 0}),

@@ -53,7 +53,7 @@ TEST(TableWriter, WritesPmusBeneathTheirPeriod)
 
 TEST(TableWriter, GivesWayWithNothingHeldBack)
 {
-    CapturedOutput output(Output::Flush::WHEN_FULL);
+    CapturedOutput output(cli::Output::Flush::WHEN_FULL);
     TableWriter writer(output.Get(), TableLayout({}));
     writer.Begin();
     writer.Write(Row());

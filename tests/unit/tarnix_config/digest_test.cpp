@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+
+#include "tools/tarnix_config/digest.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// The examples of FIPS 180-4.
+TEST(Digest, IsSha256)
+{
+    EXPECT_EQ(tarnix_config::Sha256(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    EXPECT_EQ(tarnix_config::Sha256("abc"),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+}  // namespace
