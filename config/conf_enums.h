@@ -11,22 +11,29 @@
 #include "common/export.h"
 
 /// Threshold of the log.
-enum class SysLogLevel : std::int32_t { TRACE = 0, DEBUG = 1, INFO = 2, WARN = 3, ERROR = 4, FATAL = 5 };
+enum class SCENARIO_NUMA_EXPORT SysLogLevel : std::int32_t {
+    TRACE = 0,
+    DEBUG = 1,
+    INFO = 2,
+    WARN = 3,
+    ERROR = 4,
+    FATAL = 5
+};
 
 /// What is migrated: pages and threads, threads only, pages only.
-enum class TuneMode : std::int32_t { BOTH = 0, THREAD = 1, PAGE = 2 };
+enum class SCENARIO_NUMA_EXPORT TuneMode : std::int32_t { BOTH = 0, THREAD = 1, PAGE = 2 };
 
 /// How load is laid over the nodes.
-enum class LoadWay : std::int32_t { BALANCED = 0, CENTRALIZED = 1 };
+enum class SCENARIO_NUMA_EXPORT LoadWay : std::int32_t { BALANCED = 0, CENTRALIZED = 1 };
 
 /// Treatment of hardware threads.
-enum class SmtAlg : std::int32_t { OFF = 0, PHY_FIRST = 1 };
+enum class SCENARIO_NUMA_EXPORT SmtAlg : std::int32_t { OFF = 0, PHY_FIRST = 1 };
 
 /// Interrupt tuning; there is no value 1.
-enum class IrqAlg : std::int32_t { OFF = 0, SOFT = 2 };
+enum class SCENARIO_NUMA_EXPORT IrqAlg : std::int32_t { OFF = 0, SOFT = 2 };
 
 /// Tuning algorithm of one process.
-enum class ProcAlg : std::int32_t {
+enum class SCENARIO_NUMA_EXPORT ProcAlg : std::int32_t {
     BASE = 0,
     MIGRATE_THREADS_TO_ONE_NODE = 1,
     BALANCE_PROC_NUM = 2,
@@ -35,13 +42,13 @@ enum class ProcAlg : std::int32_t {
 };
 
 /// Form of the help text that was asked for.
-enum class HelpType : std::int32_t { OFF = 0, CMD = 1, YAML = 2 };
+enum class SCENARIO_NUMA_EXPORT HelpType : std::int32_t { OFF = 0, CMD = 1, YAML = 2 };
 
 /// Algorithm policy.
-enum class Policy : std::int32_t { BASE = 0, CGROUP = 1 };
+enum class SCENARIO_NUMA_EXPORT Policy : std::int32_t { BASE = 0, CGROUP = 1 };
 
 /// What the viewer puts out.
-enum class ExportType : std::int32_t { REPORT = 0, CSV = 1, NODE_EXPORTER = 2 };
+enum class SCENARIO_NUMA_EXPORT ExportType : std::int32_t { REPORT = 0, CSV = 1, NODE_EXPORTER = 2 };
 
 // The configuration strings of each enumeration, matched exactly. Built when the library is loaded, never
 // changed.

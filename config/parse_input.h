@@ -15,8 +15,7 @@ enum class ParseStage : std::int32_t { CMDLINE = 0, YAML = 1 };
 /// What every parse function of an option receives.
 struct ParseInput {
     ParseStage stage = ParseStage::CMDLINE;
-    const YAML::Node
-        node;           ///< stage YAML: the node that holds the keys; CMDLINE: the root of the loaded file
+    YAML::Node node;    ///< stage YAML: the node that holds the keys; CMDLINE: the root of the loaded file
     std::string value;  ///< stage CMDLINE: the option's argument, empty when it has none
 };
 

@@ -10,12 +10,19 @@
 #include <stdexcept>
 #include <vector>
 
+#include "config/own_stack.h"
+
 namespace process_pattern {
 namespace {
 
-// Stack that a match may use beyond where it began. The executor recurses over states that consume no
-// character, and with back-references over characters as well.
-constexpr std::uintptr_t MAX_STACK = 256 * 1024;
+// The executor recurses over states that consume no character, 150 to 300 bytes of stack for each, and with
+// back-references over characters as well. Patterns with more states than these do not run on the caller's
+// stack, of which a thread of the host may have no more than 256 KiB.
+constexpr std::size_t MAX_STATES_ON_CALLER = 300;
+
+// Stack that a match may use beyond where it began. It is looked at where characters are: beyond it there is
+// room for all states of the largest pattern.
+constexpr std::uintptr_t MAX_STACK = own_stack::BYTES / 4;
 
 constexpr std::int64_t STEPS_BETWEEN_CLOCK_READS = 256;
 
@@ -259,12 +266,11 @@ std::string OverLimit(const char* what, std::size_t value, std::size_t limit)
 }
 
 /// Empty when the pattern may be given to the library at all.
-std::string LimitRefusal(const std::string& pattern)
+std::string LimitRefusal(const std::string& pattern, const Measure& measure)
 {
     if (pattern.size() > MAX_LENGTH) {
         return OverLimit("a length of", pattern.size(), MAX_LENGTH);
     }
-    const Measure measure(pattern);
     if (measure.Depth() > MAX_DEPTH) {
         return OverLimit("a depth of nested groups of", measure.Depth(), MAX_DEPTH);
     }
@@ -311,6 +317,28 @@ bool Match(const Compiled& compiled, const std::string& subject)
                             CountingIterator(begin + subject.size(), &budget), compiled.regex);
 }
 
+/// One question, for whichever stack answers it.
+struct Question {
+    const std::string& pattern;
+    const std::string& subject;
+    bool matches = false;
+};
+
+void Answer(void* argument) noexcept
+{
+    auto* const question = static_cast<Question*>(argument);
+    try {
+        question->matches = Match(Compiled(question->pattern), question->subject);
+    } catch (...) {  // does not compile, out of budget, out of memory
+        question->matches = false;
+    }
+}
+
+bool FitsOnCaller(const Measure& measure)
+{
+    return measure.States() <= MAX_STATES_ON_CALLER && measure.BackrefDigits() == 0;
+}
+
 }  // namespace
 
 bool FullMatch(const std::string& pattern, const std::string& subject) noexcept
@@ -322,15 +350,25 @@ bool FullMatch(const std::string& pattern, const std::string& subject) noexcept
         if (IsLiteral(pattern)) {
             return pattern == subject;
         }
-        return LimitRefusal(pattern).empty() && Match(Compiled(pattern), subject);
-    } catch (...) {  // does not compile, out of budget, out of memory
+        const Measure measure(pattern);
+        if (!LimitRefusal(pattern, measure).empty()) {
+            return false;
+        }
+        Question question = {pattern, subject};
+        if (FitsOnCaller(measure)) {
+            Answer(&question);
+        } else if (!own_stack::Run(Answer, &question)) {
+            return false;
+        }
+        return question.matches;
+    } catch (...) {  // out of memory
         return false;
     }
 }
 
 std::string Refusal(const std::string& pattern)
 {
-    std::string refusal = LimitRefusal(pattern);
+    std::string refusal = LimitRefusal(pattern, Measure(pattern));
     if (!refusal.empty() || IsLiteral(pattern)) {
         return refusal;
     }

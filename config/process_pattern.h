@@ -23,7 +23,8 @@ constexpr std::int64_t MAX_DURATION_NS = 800000000;  ///< time of one match
 /// Whether the whole of `subject` matches `pattern`, an ECMAScript regular expression as std::regex reads it
 /// in the classic locale. A pattern that does not compile or exceeds a limit matches nothing; a match that
 /// exceeds a limit is none. A pattern without metacharacters is compared without compiling; nothing is
-/// cached. Never throws.
+/// cached. Large patterns and those with back-references run on a thread of their own (own_stack.h) and match
+/// nothing when there is none to be had; any thread with 256 KiB of stack may ask. Never throws.
 bool FullMatch(const std::string& pattern, const std::string& subject) noexcept;
 
 /// Why `pattern` can never match: one line without line break, empty for a usable pattern.

@@ -49,7 +49,8 @@ void RunWatchdogOnce()
     destroy(storage);
 }
 
-/// A joined thread is off the list of tasks only when the kernel, or an emulator, has put it away: a moment later.
+/// A joined thread is off the list of tasks only when the kernel, or an emulator, has put it away: a moment
+/// later.
 std::size_t ThreadsOnceSettled(std::size_t expected)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);

@@ -60,10 +60,11 @@ HttpAnswer InternalError()
     return answer;
 }
 
-/// Called when the headers are there and again when the request is complete; an answer to the first call would end
-/// the connection.
-extern "C" MHD_Result AnswerRequest(void* context, MHD_Connection* connection, const char* url, const char* method,
-                                    const char*, const char*, std::size_t* uploadSize, void** state)
+/// Called when the headers are there and again when the request is complete; an answer to the first call
+/// would end the connection.
+extern "C" MHD_Result AnswerRequest(void* context, MHD_Connection* connection, const char* url,
+                                    const char* method, const char*, const char*, std::size_t* uploadSize,
+                                    void** state)
 {
     try {
         if (std::strcmp(method, MHD_HTTP_METHOD_GET) != 0 && std::strcmp(method, MHD_HTTP_METHOD_HEAD) != 0) {

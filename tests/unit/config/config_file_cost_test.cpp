@@ -216,6 +216,9 @@ TEST_P(FileCost, IsBounded)
                   << " s: " << message.substr(0, 90) << "\n";
         if (!NoMemoryFigures().empty()) {
             std::cout << "[   COST   ] " << NoMemoryFigures() << "\n";
+        } else if (message == TOO_MANY_NODES) {
+            // The parser splits a whole bracket into tokens before it tells of the first.
+            EXPECT_LE(figures->kib, 256 * 1024);
         } else if (message == LOADED || message.find("more than 65536") != std::string::npos) {
             EXPECT_LE(figures->kib, 160 * 1024) << "half a KiB for each of 300000 nodes";
         } else {
