@@ -177,7 +177,7 @@ const char* const PATTERN_CLASSES[] = {
 /// Every pattern class on subjects of all lengths, answered within a second each.
 void MatchEverything()
 {
-    for (const std::size_t length : {0, 100, 26000, 131072, 2000000}) {
+    for (const std::size_t length : {0U, 100U, 26000U, 131072U, 2000000U}) {
         if (SLOW && length > 26000) {
             continue;
         }
