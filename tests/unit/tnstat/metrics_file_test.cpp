@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <limits>
@@ -26,6 +27,15 @@ using testing::EndsWith;
 using tnstat::Reading;
 using tnstat::ReadMetricsFile;
 
+/// Whether the figures agree; padding, which a copy need not keep, is left out.
+bool SameFigures(const SystemMetrics& a, const SystemMetrics& b)
+{
+    return std::memcmp(&a.uncore, &b.uncore, offsetof(UncoreMetrics, numaScore) + sizeof(float)) == 0 &&
+           std::memcmp(&a.task, &b.task, sizeof(a.task)) == 0 &&
+           std::memcmp(&a.mem, &b.mem, sizeof(a.mem)) == 0 && a.loopCnt == b.loopCnt &&
+           a.pageSizeKb == b.pageSizeKb && a.numaNum == b.numaNum;
+}
+
 TEST(TnstatMetricsFile, ReadsARecordWithItsTime)
 {
     const ScratchDirectory scratch;
@@ -36,7 +46,7 @@ TEST(TnstatMetricsFile, ReadsARecordWithItsTime)
     ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     const Reading reading = ReadMetricsFile(path);
     EXPECT_TRUE(reading.IsGood()) << reading.fault;
-    EXPECT_EQ(std::memcmp(&reading.record, &record, sizeof(record)), 0);
+    EXPECT_TRUE(SameFigures(reading.record, record));
     EXPECT_EQ(reading.stamp.modifiedNs, 1700000001250000000);
     EXPECT_NE(reading.stamp.inode, 0U);
 }
