@@ -186,7 +186,7 @@ void MatchEverything()
             const auto start = std::chrono::steady_clock::now();
             FullMatch(pattern, subject);
             const auto took = std::chrono::steady_clock::now() - start;
-            EXPECT_LT(took, std::chrono::milliseconds(SLOW ? 5000 : 1000)) << pattern << " on " << length;
+            EXPECT_LT(took, std::chrono::milliseconds(SLOW ? 20000 : 1000)) << pattern << " on " << length;
         }
     }
 }
@@ -194,7 +194,7 @@ void MatchEverything()
 TEST(ProcessPattern, NoSubjectCrashesOrStalls)
 {
     MatchEverything();
-    const std::string filling(SLOW ? 50000 : 1000000, 'x');
+    const std::string filling(SLOW ? 10000 : 1000000, 'x');
     EXPECT_TRUE(FullMatch(".*--port=6379.*", filling + "--port=6379" + filling));
     EXPECT_FALSE(FullMatch(".*--port=6379.*", std::string(2000000, '-')));
 }
