@@ -30,29 +30,38 @@ std::vector<std::string> UncoreEventNames()
     return {UNCORE_EVENTS.begin(), UNCORE_EVENTS.end()};
 }
 
-std::string MappingMessage(const EventMapping& mapping, const std::string& problem)
+/// "--map rx_outer=", or the same as a variable of the environment.
+std::string MapPrefix(const LiveOptions& options)
 {
-    return "--map " + EscapeText(mapping.eventName, 64) + "=" + EscapeText(mapping.target, 128) + ": " +
-           problem;
+    return options.mapSetting + (options.mapSetting.front() == '-' ? " " : "=");
 }
 
-std::string UnknownNameMessage(const EventMapping& mapping)
+std::string MappingMessage(const LiveOptions& options, const EventMapping& mapping,
+                           const std::string& problem)
 {
-    return MappingMessage(mapping, "'" + EscapeText(mapping.eventName, 64) +
-                                       "' is none of the events, expected " + Join(UncoreEventNames()));
+    return MapPrefix(options) + EscapeText(mapping.eventName, 64) + "=" + EscapeText(mapping.target, 128) +
+           ": " + problem;
 }
 
-std::string MappedTwiceMessage(const EventMapping& mapping)
+std::string UnknownNameMessage(const LiveOptions& options, const EventMapping& mapping)
 {
-    return MappingMessage(mapping,
-                          EscapeText(mapping.eventName, 64) + " is mapped twice, give one --map for it");
+    return MappingMessage(options, mapping,
+                          "'" + EscapeText(mapping.eventName, 64) + "' is none of the events, expected " +
+                              Join(UncoreEventNames()));
 }
 
-std::string NoSuchPmuMessage(const EventMapping& mapping, const std::string& pmu,
+std::string MappedTwiceMessage(const LiveOptions& options, const EventMapping& mapping)
+{
+    return MappingMessage(options, mapping,
+                          EscapeText(mapping.eventName, 64) + " is mapped twice, give it once");
+}
+
+std::string NoSuchPmuMessage(const LiveOptions& options, const EventMapping& mapping, const std::string& pmu,
                              const std::vector<std::string>& names)
 {
     return MappingMessage(
-        mapping, "no PMU '" + EscapeText(pmu, 96) + "', there are " + (names.empty() ? "none" : Join(names)));
+        options, mapping,
+        "no PMU '" + EscapeText(pmu, 96) + "', there are " + (names.empty() ? "none" : Join(names)));
 }
 
 std::string NothingFoundMessage(const LiveOptions& options, const std::vector<std::string>& wanted,
@@ -70,15 +79,15 @@ std::string NothingFoundMessage(const LiveOptions& options, const std::vector<st
     return message;
 }
 
-std::string NothingFoundRemedy(const std::vector<std::string>& wanted)
+std::string NothingFoundRemedy(const LiveOptions& options, const std::vector<std::string>& wanted)
 {
-    return "load the driver of the uncore PMU, or take the counts from other events with --map " +
-           wanted.front() + "=PMU/event/, numa-score list shows what there is";
+    return "load the driver of the uncore PMU, or take the counts from other events with " +
+           MapPrefix(options) + wanted.front() + "=PMU/event/, numa-score list shows what there is";
 }
 
-std::string MappingRemedy()
+std::string MappingRemedy(const LiveOptions& options)
 {
-    return "correct this --map, numa-score list shows what there is";
+    return "correct this " + options.mapSetting + ", numa-score list shows what there is";
 }
 
 std::string UnusableMessage(const Pmu& pmu)
@@ -118,7 +127,7 @@ public:
     CounterPlan Plan()
     {
         if (!CheckMappings()) {
-            return Failed(MappingRemedy());
+            return Failed(MappingRemedy(options));
         }
         const PmuScan scan = ScanPmus(options.sysfsRoot, unmapped);
         if (!scan.error.empty()) {
@@ -130,11 +139,11 @@ public:
         }
         for (const EventMapping& mapping : options.mappings) {
             if (!AddMapping(mapping, scan.names)) {
-                return Failed(MappingRemedy());
+                return Failed(MappingRemedy(options));
             }
         }
         if (!unmapped.empty() && !AddFound(scan)) {
-            return Failed(NothingFoundRemedy(unmapped));
+            return Failed(NothingFoundRemedy(options, unmapped));
         }
         Finish();
         return std::move(plan);
@@ -161,12 +170,12 @@ private:
         const std::vector<std::string> known = unmapped;
         for (const EventMapping& mapping : options.mappings) {
             if (!IsIn(known, mapping.eventName)) {
-                plan.error = UnknownNameMessage(mapping);
+                plan.error = UnknownNameMessage(options, mapping);
                 return false;
             }
             const auto left = std::find(unmapped.begin(), unmapped.end(), mapping.eventName);
             if (left == unmapped.end()) {
-                plan.error = MappedTwiceMessage(mapping);
+                plan.error = MappedTwiceMessage(options, mapping);
                 return false;
             }
             unmapped.erase(left);
@@ -178,12 +187,12 @@ private:
     {
         const EventSpecResult parsed = ParseEventSpec(mapping.target);
         if (!parsed.error.empty()) {
-            plan.error = MappingMessage(mapping, parsed.error);
+            plan.error = MappingMessage(options, mapping, parsed.error);
             return false;
         }
         const std::vector<std::string> matches = MatchPmus(names, parsed.spec.pmu);
         if (matches.empty()) {
-            plan.error = NoSuchPmuMessage(mapping, parsed.spec.pmu, names);
+            plan.error = NoSuchPmuMessage(options, mapping, parsed.spec.pmu, names);
             return false;
         }
         for (const std::string& name : matches) {
@@ -193,7 +202,7 @@ private:
                 plan.error = AddEvent(pmu, mapping.eventName, parsed.spec.terms, mapping.target);
             }
             if (!plan.error.empty()) {
-                plan.error = MappingMessage(mapping, plan.error);
+                plan.error = MappingMessage(options, mapping, plan.error);
                 return false;
             }
         }

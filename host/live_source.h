@@ -24,6 +24,7 @@ struct EventMapping {
 
 struct LiveOptions {
     std::string sysfsRoot = "/sys";      ///< tree that is searched for PMUs
+    std::string mapSetting = "--map";    ///< how the user gives mappings, for messages
     std::vector<EventMapping> mappings;  ///< empty: every PMU that has the three events under their own names
 
     /// PMUs without a cpumask (core and software PMUs) are counted on every CPU that they have, instead of on

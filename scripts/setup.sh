@@ -9,7 +9,8 @@ set -euo pipefail
 build=(g++ cmake ninja-build pkg-config ca-certificates liblog4cplus-dev libnuma-dev libsafec-dev libyaml-cpp-dev libcli11-dev nlohmann-json3-dev
        libmicrohttpd-dev prometheus-cpp-dev libssl-dev)
 test=(libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev binutils ccache valgrind clang procps)
-ci=(git libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user-static)
+ci=(git libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user-static chromium python3
+    debhelper dpkg-dev lintian mandoc mmdebstrap rpm systemd)
 
 case "${1:-}" in
   build) wanted=("${build[@]}") ;;

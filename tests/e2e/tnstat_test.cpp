@@ -9,23 +9,24 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstring>
-#include <functional>
+#include <algorithm>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/exporter.h"
 #include "tests/support/http_client.h"
 #include "tests/support/metrics_record.h"
 #include "tests/support/program_run.h"
+#include "tests/support/prometheus_programs.h"
 #include "tests/support/scratch_directory.h"
 
 namespace {
 
+using support::Eventually;
+using support::Exporter;
 using support::HttpReply;
 using support::Program;
 using support::ProgramResult;
@@ -50,18 +51,6 @@ void ExpectGolden(const std::string& name, const std::string& text)
     }
     EXPECT_EQ(text, ReadFile(path)) << name;
     EXPECT_FALSE(text.empty()) << name;
-}
-
-/// Looks every few milliseconds, for at most 30 s.
-bool Eventually(const std::function<bool()>& condition)
-{
-    for (int i = 0; i < 6000; ++i) {
-        if (condition()) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
 }
 
 class TnstatTest : public testing::Test {
@@ -249,40 +238,10 @@ TEST_F(TnstatTest, AReaderThatWentAwayIsNoFailure)
     EXPECT_EQ(result.err, "");
 }
 
-/// A running exporter on a port of its own.
-class Exporter {
-public:
-    explicit Exporter(const std::string& address) : ip(address)
-    {
-        for (unsigned candidate = 20000 + static_cast<unsigned>(getpid()) % 20000; candidate < 65000;
-             ++candidate) {
-            program = std::make_unique<Program>(std::vector<std::string>{
-                TNSTAT, "-e", "node_exporter", "--ip", ip, "--port", std::to_string(candidate)});
-            Eventually([&] { return program->Err().find('\n') != std::string::npos; });
-            if (program->Err().find("serving") != std::string::npos) {
-                port = candidate;
-                return;
-            }
-            if (program->Err().find("already in use") == std::string::npos) {
-                return;
-            }
-        }
-    }
-
-    HttpReply Get(const std::string& path, const std::string& method = "GET") const
-    {
-        return support::Request(ip, port, method, path);
-    }
-
-    std::string ip;
-    unsigned port = 0;
-    std::unique_ptr<Program> program;
-};
-
 TEST_F(TnstatTest, ServesPrometheus)
 {
     Dump(TellingRecord());
-    Exporter exporter("127.0.0.1");
+    Exporter exporter(TNSTAT, "127.0.0.1");
     ASSERT_NE(exporter.port, 0U) << exporter.program->Err();
     EXPECT_EQ(exporter.program->Err(),
               "tnstat: serving http://127.0.0.1:" + std::to_string(exporter.port) + "/\n");
@@ -304,7 +263,7 @@ TEST_F(TnstatTest, ServesPrometheus)
 
 TEST_F(TnstatTest, TheExporterOutlivesABadMetricsFile)
 {
-    Exporter exporter("127.0.0.1");
+    Exporter exporter(TNSTAT, "127.0.0.1");
     ASSERT_NE(exporter.port, 0U) << exporter.program->Err();
     EXPECT_THAT(exporter.Get("/metrics").body, HasSubstr("\ntarnix_up 0\n"));
     Dump(TellingRecord());
@@ -318,7 +277,7 @@ TEST_F(TnstatTest, TheExporterOutlivesABadMetricsFile)
 
 TEST_F(TnstatTest, ServesIpv6)
 {
-    Exporter exporter("::1");
+    Exporter exporter(TNSTAT, "::1");
     if (exporter.port == 0) {
         GTEST_SKIP() << "no IPv6 loopback here: " << exporter.program->Err();
     }
@@ -328,7 +287,7 @@ TEST_F(TnstatTest, ServesIpv6)
 
 TEST_F(TnstatTest, ABusyPortIsOneClearLine)
 {
-    const Exporter first("127.0.0.1");
+    const Exporter first(TNSTAT, "127.0.0.1");
     ASSERT_NE(first.port, 0U) << first.program->Err();
     const ProgramResult second =
         Run({"-e", "node_exporter", "--ip", "127.0.0.1", "--port", std::to_string(first.port)});
@@ -346,15 +305,15 @@ TEST_F(TnstatTest, ABusyPortIsOneClearLine)
 
 TEST_F(TnstatTest, PrometheusOwnCheckerIsContent)
 {
-    if (system("command -v promtool >/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "promtool is not installed (Debian: prometheus)";
-    }
+    REQUIRE_PROMETHEUS_PROGRAM(promtool, "promtool");
     Dump(TellingRecord());
-    const Exporter exporter("127.0.0.1");
+    const Exporter exporter(TNSTAT, "127.0.0.1");
     ASSERT_NE(exporter.port, 0U) << exporter.program->Err();
-    std::ofstream(scratch / "scrape") << exporter.Get("/metrics").body;
-    const std::string command = "promtool check metrics < '" + (scratch / "scrape") + "'";
-    EXPECT_EQ(system(command.c_str()), 0);
+    const std::string scrape = exporter.Get("/metrics").body;
+    ASSERT_THAT(scrape, HasSubstr("\ntarnix_up 1\n"));
+    std::ofstream(scratch / "scrape") << scrape;
+    const ProgramResult result = Program({promtool, "check", "metrics"}, scratch / "scrape").Wait();
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
 }
 
 }  // namespace

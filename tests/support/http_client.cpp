@@ -21,7 +21,15 @@ namespace {
 
 constexpr int PATIENCE_S = 20;
 
-int ConnectV4(const std::string& ip, unsigned port)
+bool BindTo(int fd, const std::string& source)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    return inet_pton(AF_INET, source.c_str(), &address.sin_addr) == 1 &&
+           bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+int ConnectV4(const std::string& ip, unsigned port, const std::string& source)
 {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -30,7 +38,8 @@ int ConnectV4(const std::string& ip, unsigned port)
         return -1;
     }
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
+    if (fd >= 0 && ((!source.empty() && !BindTo(fd, source)) ||
+                    connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0)) {
         close(fd);
         return -1;
     }
@@ -55,15 +64,18 @@ int ConnectV6(const std::string& ip, unsigned port)
 
 }  // namespace
 
-Connection::Connection(const std::string& ip, unsigned port)
-    : fd(ip.find(':') == std::string::npos ? ConnectV4(ip, port) : ConnectV6(ip, port))
+Connection::Connection(const std::string& ip, unsigned port, const std::string& source)
+    : fd(ip.find(':') == std::string::npos ? ConnectV4(ip, port, source) : ConnectV6(ip, port))
 {
     const timeval patience{PATIENCE_S, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
 }
 
-Connection::Connection(Connection&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
+Connection::Connection(Connection&& other) noexcept
+    : fd(std::exchange(other.fd, -1)), received(std::move(other.received))
+{
+}
 
 Connection::~Connection()
 {
@@ -96,6 +108,43 @@ std::string Connection::ReceiveAll() const
         }
         text.append(block.data(), static_cast<std::size_t>(count));
     }
+}
+
+HttpReply Connection::ReceiveReply()
+{
+    std::array<char, 65536> block;
+    std::size_t end = std::string::npos;
+    std::size_t size = 0;
+    for (;;) {
+        if (end == std::string::npos && (end = received.find("\r\n\r\n")) != std::string::npos) {
+            end += 4;
+            const HttpReply head = ParseReply(received.substr(0, end));
+            const auto length = head.headers.find("content-length");
+            size = length == head.headers.end() ? 0 : std::stoul(length->second);
+        }
+        if (end != std::string::npos && received.size() >= end + size) {
+            const HttpReply reply = ParseReply(received.substr(0, end + size));
+            received.erase(0, end + size);
+            return reply;
+        }
+        const ssize_t count = recv(fd, block.data(), block.size(), 0);
+        if (count <= 0) {
+            return {};
+        }
+        received.append(block.data(), static_cast<std::size_t>(count));
+    }
+}
+
+void Connection::HalfClose() const
+{
+    shutdown(fd, SHUT_WR);
+}
+
+void Connection::Reset()
+{
+    const linger none{1, 0};
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof(none));
+    close(std::exchange(fd, -1));
 }
 
 bool Connection::IsClosedWithin(int milliseconds) const
@@ -135,9 +184,10 @@ HttpReply ParseReply(const std::string& text)
     return reply;
 }
 
-HttpReply Request(const std::string& ip, unsigned port, const std::string& method, const std::string& path)
+HttpReply Request(const std::string& ip, unsigned port, const std::string& method, const std::string& path,
+                  const std::string& source)
 {
-    const Connection connection(ip, port);
+    const Connection connection(ip, port, source);
     if (!connection.Send(method + " " + path + " HTTP/1.1\r\nHost: test\r\nConnection: close\r\n\r\n")) {
         return {};
     }

@@ -2,92 +2,13 @@
 
 #include "tests/support/option_documents.h"
 
-#include <map>
 #include <vector>
 
-#include "config/option_info.h"
+#include "tests/support/joined.h"
+#include "tests/support/option_facts.h"
 
 namespace support {
 namespace {
-
-/// An option's description for the file, taken apart.
-struct FileHelp {
-    std::string form;                  ///< of the value: "<n>", "[]"; empty for a structured key
-    std::vector<std::string> lines;    ///< what the key means
-    std::vector<std::string> example;  ///< of a structured key
-};
-
-std::string Trimmed(const std::string& text)
-{
-    const std::size_t last = text.find_last_not_of(' ');
-    return last == std::string::npos ? std::string() : text.substr(0, last + 1);
-}
-
-std::vector<std::string> TrimmedLines(const std::string& text)
-{
-    std::vector<std::string> lines = SplitByNewline(text);
-    for (std::string& line : lines) {
-        line = Trimmed(line);
-    }
-    return lines;
-}
-
-FileHelp FileHelpOf(const Option& opt)
-{
-    const std::string mark = "# ";
-    FileHelp help;
-    help.lines = TrimmedLines(opt.yamlHelp);
-    if (help.lines.empty()) {
-        return help;
-    }
-    std::string& first = help.lines.front();
-    if (first.compare(0, mark.size(), mark) == 0) {
-        help.example.assign(help.lines.begin() + 1, help.lines.end());
-        help.lines.resize(1);
-    } else {
-        const std::size_t blank = first.find(' ');
-        help.form = first.substr(0, blank);
-        first.erase(0, blank + 1);
-    }
-    if (first.compare(0, mark.size(), mark) == 0) {
-        first.erase(0, mark.size());
-    }
-    return help;
-}
-
-/// The default of every key, as the reports show it; switches that no report shows are off.
-std::string DefaultOf(const std::string& key)
-{
-    static const std::map<std::string, std::string> values = [] {
-        TnStatConf viewer;
-        viewer.exportType = ExportType::NODE_EXPORTER;
-        std::string report = OptionInfo(ConfigType::TNSTAT).GetTnstatConfInfo(viewer);
-        report += OptionInfo(ConfigType::TARNIX).GetConfInfo(g_defaultConf);
-        std::map<std::string, std::string> found;
-        for (const std::string& line : SplitByNewline(report)) {
-            const std::size_t colon = line.find(": ");
-            found[line.substr(0, colon)] = line.substr(colon + 2);
-        }
-        found["export"] = g_tnstatExportTypeMap.at(TnStatConf().exportType);
-        return found;
-    }();
-    const auto value = values.find(key);
-    return value == values.end() ? "false" : value->second;
-}
-
-std::string DefaultOf(const Option& opt)
-{
-    return DefaultOf(opt.longOpt == "help" && opt.parseFunc ? "help-type" : opt.longOpt);
-}
-
-std::string Joined(const std::vector<std::string>& texts, const std::string& separator)
-{
-    std::string joined;
-    for (const std::string& text : texts) {
-        joined += (joined.empty() ? "" : separator) + text;
-    }
-    return joined;
-}
 
 /// Text of a table's cell.
 std::string Cell(const std::string& text)
@@ -106,14 +27,6 @@ std::string Code(const std::string& text)
         code += c == '|' ? "\\|" : std::string(1, c);
     }
     return code.empty() ? "" : "`" + code + "`";
-}
-
-std::string Argument(const Option& opt)
-{
-    if (!opt.IsAttr(OptAttr::REQUIRED_ARG)) {
-        return "";
-    }
-    return Code(opt.placeholder.empty() ? FileHelpOf(opt).form : opt.placeholder);
 }
 
 std::string Sources(const Option& opt)
@@ -145,10 +58,7 @@ std::string Modes(const Option& opt)
 
 std::string Meaning(const Option& opt)
 {
-    std::vector<std::string> lines = TrimmedLines(opt.help);
-    if (lines.empty()) {
-        lines = FileHelpOf(opt).lines;
-    }
+    std::vector<std::string> lines = MeaningOf(opt);
     for (std::string& line : lines) {
         line = Cell(line);
     }
@@ -177,8 +87,9 @@ std::string ToolTable()
     for (const Option& opt : OptionInfo(ConfigType::TARNIX).GetAllOptions()) {
         const FileHelp help = FileHelpOf(opt);
         const std::string form = help.example.empty() ? Code(help.form) : "see below";
-        table += Row({Code(opt.longOpt), Letter(opt), Argument(opt), opt.IsAttr(OptAttr::YAML) ? form : "",
-                      Sources(opt), Modes(opt), Code(DefaultOf(opt)), Meaning(opt)});
+        table +=
+            Row({Code(opt.longOpt), Letter(opt), Code(ArgumentOf(opt)), opt.IsAttr(OptAttr::YAML) ? form : "",
+                 Sources(opt), Modes(opt), Code(DefaultOf(opt)), Meaning(opt)});
     }
     return table;
 }
@@ -188,7 +99,8 @@ std::string ViewerTable()
     std::string table = Row({"Option", "Letter", "Argument", "Default", "Meaning"});
     table += "|---|---|---|---|---|\n";
     for (const Option& opt : OptionInfo(ConfigType::TNSTAT).GetAllOptions()) {
-        table += Row({Code(opt.longOpt), Letter(opt), Argument(opt), Code(DefaultOf(opt)), Meaning(opt)});
+        table +=
+            Row({Code(opt.longOpt), Letter(opt), Code(ArgumentOf(opt)), Code(DefaultOf(opt)), Meaning(opt)});
     }
     return table;
 }

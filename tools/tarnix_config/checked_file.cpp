@@ -81,28 +81,66 @@ void ReadValues(const YAML::Node& root, const std::vector<Option>& options, OptA
     }
 }
 
+void SortByPlace(std::vector<Fault>& faults)
+{
+    const auto place = [](const Fault& fault) {
+        const int line = fault.line == 0 ? std::numeric_limits<int>::max() : fault.line;
+        return std::make_tuple(line, fault.column);
+    };
+    std::stable_sort(faults.begin(), faults.end(),
+                     [&place](const Fault& one, const Fault& other) { return place(one) < place(other); });
+}
+
+/// A failure that comes of several settings together: at the last of their keys that the file has.
+void AddFailure(const TnResult& result, const YAML::Node& root, const std::vector<std::string>& keys,
+                std::vector<Fault>& faults)
+{
+    std::vector<Fault> places;
+    for (const std::string& key : keys) {
+        if (root[key].IsDefined()) {
+            AddFailure(result, PlaceOf(root, key), places);
+        }
+    }
+    if (places.empty()) {
+        AddFailure(result, faults);
+        return;
+    }
+    SortByPlace(places);
+    faults.push_back(places.back());
+}
+
 /// What Conf::IsValid checks, to the end.
-void Validate(bool underKovari, CheckedFile& file)
+void Validate(const YAML::Node& root, bool underKovari, CheckedFile& file)
 {
     const Conf& conf = file.conf;
-    const TnResult results[] = {
-        CheckRangeUint("sampling-interval", conf.samplingInterval, MIN_SAMPLING_INTERVAL,
-                       MAX_SAMPLING_INTERVAL),
-        CheckRangeUint("sampling-times", conf.samplingTimes, MIN_SAMPLING_TIMES, MAX_SAMPLING_TIMES),
-        CheckRangeUint("pageReserve", conf.pageReserve, MIN_PAGE_RESERVE, MAX_PAGE_RESERVE),
-        CheckRangeUint("watchdogTimeout", conf.watchdogTimeout, MIN_WATCHDOG_TIMEOUT, MAX_WATCHDOG_TIMEOUT),
-        CheckNumaRatio(conf.preciseLoad, conf.numaRatio),
-        CheckNumaScore(conf.minNumaScore, conf.maxNumaScore),
-        CheckMemBalance(conf),
-        CheckLogFile(conf),
-        CheckClusterSchedule(conf),
-        underKovari ? CheckKovariInterval(conf.samplingInterval)
-                    : CheckRangeUint("spePeriod", conf.spePeriod, MIN_SPE_PERIOD, MAX_SPE_PERIOD),
-        CheckBindSocket(conf),
-        CheckProcConfValid(conf),
+    const struct {
+        TnResult result;
+        std::vector<std::string> keys;
+    } checks[] = {
+        {CheckRangeUint("sampling-interval", conf.samplingInterval, MIN_SAMPLING_INTERVAL,
+                        MAX_SAMPLING_INTERVAL),
+         {"sampling-interval"}},
+        {CheckRangeUint("sampling-times", conf.samplingTimes, MIN_SAMPLING_TIMES, MAX_SAMPLING_TIMES),
+         {"sampling-times"}},
+        {CheckRangeUint("pageReserve", conf.pageReserve, MIN_PAGE_RESERVE, MAX_PAGE_RESERVE),
+         {"page-reserve"}},
+        {CheckRangeUint("watchdogTimeout", conf.watchdogTimeout, MIN_WATCHDOG_TIMEOUT, MAX_WATCHDOG_TIMEOUT),
+         {"watchdog-timeout"}},
+        {CheckNumaRatio(conf.preciseLoad, conf.numaRatio), {"precise-load", "numa-ratio"}},
+        {CheckNumaScore(conf.minNumaScore, conf.maxNumaScore), {"min-numa-score", "max-numa-score"}},
+        {CheckMemBalance(conf), {"mem-balance"}},
+        {CheckLogFile(conf), {}},
+        {CheckClusterSchedule(conf), {"cluster-schedule", "policy"}},
+        {underKovari ? CheckKovariInterval(conf.samplingInterval)
+                     : CheckRangeUint("spePeriod", conf.spePeriod, MIN_SPE_PERIOD, MAX_SPE_PERIOD),
+         {underKovari ? "sampling-interval" : "spe-period"}},
+        {CheckBindSocket(conf), {"bind-socket", PROCESS}},
+        {CheckProcConfValid(conf), {PROCESS}},
     };
-    for (const TnResult& result : results) {
-        AddFailure(result, file.faults);
+    for (const auto& check : checks) {
+        if (check.result.code != 0) {
+            AddFailure(check.result, root, check.keys, file.faults);
+        }
     }
 }
 
@@ -124,16 +162,6 @@ void AddLoadingFault(const std::string& path, const TnResult& loaded, std::vecto
     AddFailure(loaded, faults);
 }
 
-void SortByPlace(std::vector<Fault>& faults)
-{
-    const auto place = [](const Fault& fault) {
-        const int line = fault.line == 0 ? std::numeric_limits<int>::max() : fault.line;
-        return std::make_tuple(line, fault.column);
-    };
-    std::stable_sort(faults.begin(), faults.end(),
-                     [&place](const Fault& one, const Fault& other) { return place(one) < place(other); });
-}
-
 void CheckDocument(const YAML::Node& root, bool underKovari, CheckedFile& file)
 {
     if (root.IsNull()) {
@@ -148,8 +176,10 @@ void CheckDocument(const YAML::Node& root, bool underKovari, CheckedFile& file)
     for (const std::vector<Fault>& found : {KeyFaults(root, options), PatternFaults(root)}) {
         file.faults.insert(file.faults.end(), found.begin(), found.end());
     }
-    AddFailure(file.conf.IntervalVarInit(), file.faults);
-    Validate(underKovari, file);
+    if (const TnResult nodes = file.conf.IntervalVarInit(); nodes.code != 0) {
+        AddFailure(nodes, root, {PROCESS}, file.faults);
+    }
+    Validate(root, underKovari, file);
     SortByPlace(file.faults);
 }
 

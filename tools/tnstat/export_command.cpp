@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 
 #include <signal.h>
+#include <sys/select.h>
 #include <time.h>
+
+#include <chrono>
 
 #include "tools/cli/signals.h"
 #include "tools/tnstat/commands.h"
@@ -16,6 +19,9 @@ namespace {
 
 constexpr std::int64_t NS_PER_SECOND = 1000000000;
 
+/// How often slow clients are looked for.
+constexpr time_t PATROL_SECONDS = 5;
+
 std::int64_t WallClockNs()
 {
     timespec now = {};
@@ -29,12 +35,14 @@ void Say(const std::string& line, Channels channels)
     channels.err.Commit();
 }
 
-/// Until SIGINT or SIGTERM. `blocked` holds both signals back except while waiting, so that none comes
+/// Serves until a signal asks for the end. The signals are blocked except while waiting, so that none comes
 /// between the look and the wait.
-void AwaitStop(const sigset_t& before)
+void AwaitStop(HttpServer& server, const sigset_t& before)
 {
     while (!cli::StopRequested()) {
-        sigsuspend(&before);
+        const timespec pause{PATROL_SECONDS, 0};
+        pselect(0, nullptr, nullptr, nullptr, &pause, &before);
+        server.DropSlow(std::chrono::seconds(HttpServer::REQUEST_SECONDS));
     }
 }
 
@@ -48,6 +56,7 @@ int ExportCommand(const TnStatConf& conf, const std::string& metricsPath, Channe
     sigemptyset(&ending);
     sigaddset(&ending, SIGINT);
     sigaddset(&ending, SIGTERM);
+    sigaddset(&ending, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &ending, &before);
 
     Site site(metricsPath, WallClockNs);
@@ -60,7 +69,9 @@ int ExportCommand(const TnStatConf& conf, const std::string& metricsPath, Channe
     if (const Reading reading = ReadMetricsFile(metricsPath); !reading.IsGood()) {
         Say(reading.fault, channels);
     }
-    AwaitStop(before);
+    AwaitStop(server, before);
+    // Should the end hang, a further signal kills.
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     server.Stop();
     return EXIT_GOOD;
 }

@@ -7,8 +7,10 @@
 
 #include <cstring>
 #include <exception>
+#include <new>
 #include <utility>
 
+#include "tools/tnstat/connection_table.h"
 #include "tools/tnstat/listen_socket.h"
 #include "tools/tnstat/messages.h"
 
@@ -84,12 +86,48 @@ extern "C" MHD_Result AnswerRequest(void* context, MHD_Connection* connection, c
     }
 }
 
+int DescriptorOf(MHD_Connection* connection)
+{
+    const MHD_ConnectionInfo* const info =
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    return info == nullptr ? -1 : info->connect_fd;
+}
+
+extern "C" void NoteConnection(void* context, MHD_Connection* connection, void**,
+                               MHD_ConnectionNotificationCode event)
+{
+    auto* const connections = static_cast<ConnectionTable*>(context);
+    if (event == MHD_CONNECTION_NOTIFY_CLOSED) {
+        connections->Remove(DescriptorOf(connection));  // before the library closes it
+        return;
+    }
+    try {
+        connections->Restart(DescriptorOf(connection));
+    } catch (const std::bad_alloc&) {
+        // Not watched for slowness then; the bound on idle time still holds.
+    }
+}
+
+extern "C" void NoteCompletion(void* context, MHD_Connection* connection, void**, MHD_RequestTerminationCode)
+{
+    NoteConnection(context, connection, nullptr, MHD_CONNECTION_NOTIFY_STARTED);
+}
+
+/// A path holds no NUL byte: cut at one, another path would be answered than was asked for.
+extern "C" std::size_t UnescapePath(void*, MHD_Connection*, char* text)
+{
+    return std::strstr(text, "%00") != nullptr ? std::strlen(text) : MHD_http_unescape(text);
+}
+
 /// Clients that go away or send rubbish are theirs to mend, not the operator's to read about.
 extern "C" void DropLibraryTalk(void*, const char*, va_list) {}
 
 }  // namespace
 
-HttpServer::HttpServer(HttpHandler httpHandler) : handler(std::move(httpHandler)) {}
+HttpServer::HttpServer(HttpHandler httpHandler)
+    : handler(std::move(httpHandler)), connections(std::make_unique<ConnectionTable>())
+{
+}
 
 HttpServer::~HttpServer()
 {
@@ -111,12 +149,14 @@ std::string HttpServer::Start(const std::string& ip, unsigned port)
     if (listening.descriptor < 0) {
         return messages::CannotListen(ip, port, listening.error);
     }
-    daemon = MHD_start_daemon(MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG, 0, nullptr, nullptr,
-                              &AnswerRequest, this, MHD_OPTION_EXTERNAL_LOGGER, &DropLibraryTalk, nullptr,
-                              MHD_OPTION_LISTEN_SOCKET, listening.descriptor, MHD_OPTION_CONNECTION_LIMIT,
-                              MAX_CONNECTIONS, MHD_OPTION_PER_IP_CONNECTION_LIMIT, MAX_CONNECTIONS_PER_CLIENT,
-                              MHD_OPTION_CONNECTION_TIMEOUT, IDLE_SECONDS, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
-                              static_cast<std::size_t>(CONNECTION_BYTES), MHD_OPTION_END);
+    daemon = MHD_start_daemon(
+        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG, 0, nullptr, nullptr, &AnswerRequest, this,
+        MHD_OPTION_EXTERNAL_LOGGER, &DropLibraryTalk, nullptr, MHD_OPTION_LISTEN_SOCKET, listening.descriptor,
+        MHD_OPTION_CONNECTION_LIMIT, MAX_CONNECTIONS, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
+        MAX_CONNECTIONS_PER_CLIENT, MHD_OPTION_CONNECTION_TIMEOUT, IDLE_SECONDS, MHD_OPTION_NOTIFY_CONNECTION,
+        &NoteConnection, connections.get(), MHD_OPTION_NOTIFY_COMPLETED, &NoteCompletion, connections.get(),
+        MHD_OPTION_UNESCAPE_CALLBACK, &UnescapePath, nullptr, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        static_cast<std::size_t>(CONNECTION_BYTES), MHD_OPTION_END);
     if (daemon == nullptr) {
         close(listening.descriptor);
         return messages::CannotServe(ip, port);
@@ -130,6 +170,11 @@ std::string HttpServer::Url() const
 {
     const bool bracketed = address.find(':') != std::string::npos;
     return "http://" + (bracketed ? "[" + address + "]" : address) + ":" + std::to_string(boundPort) + "/";
+}
+
+void HttpServer::DropSlow(std::chrono::nanoseconds longest)
+{
+    connections->ShutOlderThan(longest);
 }
 
 void HttpServer::Stop()

@@ -3,6 +3,7 @@
 #ifndef TOOLS_TNSTAT_HTTP_SERVER_H
 #define TOOLS_TNSTAT_HTTP_SERVER_H
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,6 +11,8 @@
 struct MHD_Daemon;
 
 namespace tnstat {
+
+class ConnectionTable;
 
 /// What is answered to GET and HEAD.
 struct HttpAnswer {
@@ -31,6 +34,8 @@ public:
     static constexpr unsigned MAX_CONNECTIONS = 256;
     static constexpr unsigned MAX_CONNECTIONS_PER_CLIENT = 128;
     static constexpr unsigned IDLE_SECONDS = 10;
+    static constexpr unsigned REQUEST_SECONDS =
+        30;  ///< from the first byte to the end of the answer; see DropSlow
     static constexpr unsigned CONNECTION_BYTES = 16384;  ///< request line and headers
 
     /// A server that is not started yet.
@@ -48,6 +53,10 @@ public:
     /// "http://127.0.0.1:9101/", with brackets round IPv6.
     std::string Url() const;
 
+    /// Closes each connection on which, for longer than `longest`, no answer was completed: a client that
+    /// sends or takes a byte now and then is never idle. Any thread, while the server runs.
+    void DropSlow(std::chrono::nanoseconds longest);
+
     /// Ends the server's thread and closes every connection.
     void Stop();
 
@@ -56,6 +65,7 @@ public:
 
 private:
     HttpHandler handler;
+    std::unique_ptr<ConnectionTable> connections;
     MHD_Daemon* daemon = nullptr;
     std::string address;
     unsigned boundPort = 0;

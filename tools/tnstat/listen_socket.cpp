@@ -13,7 +13,8 @@
 namespace tnstat {
 namespace {
 
-constexpr int BACKLOG = 128;
+/// As many as the kernel grants: who connects in a burst is not made to try again a second later.
+constexpr int BACKLOG = SOMAXCONN;
 
 /// An address as the kernel takes it.
 struct SocketAddress {

@@ -2,6 +2,8 @@
 //
 // tnstat: shows the metrics that tarnix writes, as a report, as CSV, or to Prometheus and browsers.
 
+#include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -21,6 +23,29 @@
 namespace {
 
 using namespace tnstat;
+
+/// Whoever starts us may have closed standard descriptors. What is opened next would take their place and be
+/// written to; so something takes it that fails on use.
+void OccupyStandardDescriptors()
+{
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(fd, F_GETFD) < 0) {
+            open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+/// The terminal's end is an end like SIGTERM, unless whoever starts us wants it ignored.
+void TakeHangUpForAnEnd()
+{
+    struct sigaction asked {};
+    struct sigaction before {};
+    sigaction(SIGTERM, nullptr, &asked);
+    sigaction(SIGHUP, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) {
+        sigaction(SIGHUP, &asked, nullptr);
+    }
+}
 
 /// TARNIX_METRICS_FILE, or where tarnix writes by default.
 std::string MetricsPath()
@@ -58,7 +83,9 @@ int Main(int argc, char** argv, Channels channels)
 
 int main(int argc, char** argv)
 {
+    OccupyStandardDescriptors();
     cli::InstallSignalHandlers();
+    TakeHangUpForAnEnd();
     cli::Output out(STDOUT_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
     cli::Output err(STDERR_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
     const bool redraw = cli::CanRedraw(isatty(STDOUT_FILENO) == 1, cli::ProcessEnvironment);

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -20,6 +21,17 @@ constexpr std::int64_t NS_PER_SECOND = 1000000000;
 
 /// One byte more than a record, so that a longer file shows.
 using Bytes = std::array<char, sizeof(SystemMetrics) + 1>;
+
+/// A file may be dated to any year; within a century and a half of 1970 times can be told apart and
+/// subtracted.
+constexpr std::int64_t MOST_SECONDS = 4600000000;
+
+FileStamp StampOf(const struct stat& status)
+{
+    const std::int64_t seconds =
+        std::clamp(static_cast<std::int64_t>(status.st_mtim.tv_sec), -MOST_SECONDS, MOST_SECONDS);
+    return {seconds * NS_PER_SECOND + status.st_mtim.tv_nsec, status.st_ino};
+}
 
 /// Bytes read, or -1 with errno.
 ssize_t ReadUpTo(int fd, Bytes& bytes)
@@ -72,7 +84,7 @@ Reading ReadMetricsFile(const std::string& path)
     if (!S_ISREG(status.st_mode)) {
         return Fault(messages::MetricsNotRegular(path));
     }
-    const FileStamp stamp{status.st_mtim.tv_sec * NS_PER_SECOND + status.st_mtim.tv_nsec, status.st_ino};
+    const FileStamp stamp = StampOf(status);
     Bytes bytes;
     const ssize_t count = ReadUpTo(file.Get(), bytes);
     if (count < 0) {

@@ -13,7 +13,7 @@ namespace tnstat {
 
 /// When a file was written, and which one it is: a dump replaces the file, so that both change.
 struct FileStamp {
-    std::int64_t modifiedNs = 0;  ///< since 1970, UTC
+    std::int64_t modifiedNs = 0;  ///< since 1970, UTC; times beyond 145 years of it are cut
     std::uint64_t inode = 0;
 
     bool operator==(const FileStamp& other) const

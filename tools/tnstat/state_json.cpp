@@ -19,8 +19,20 @@ constexpr double MS_PER_SECOND = 1e3;
 constexpr std::int64_t NS_PER_MS = 1000000;
 constexpr std::uint64_t BYTES_PER_KB = 1024;
 
-/// Dumps come every tune period, seconds apart; one that is older than this is worth a warning.
+/// Dumps come every tune period, seconds apart; one that is older than this, and than a few of its own
+/// periods, is worth a warning.
 constexpr std::int64_t STALE_NS = 30000000000;
+constexpr std::int64_t STALE_PERIODS = 3;
+
+/// The longest period that can be configured is 100 s, 1000 times.
+constexpr std::uint64_t LONGEST_PERIOD_MS = 100000000;
+
+std::int64_t StaleAfterNs(const Reading& reading)
+{
+    const auto period = static_cast<std::int64_t>(
+        std::min(reading.IsGood() ? reading.record.uncore.interval : 0, LONGEST_PERIOD_MS));
+    return std::max(STALE_NS, STALE_PERIODS * period * NS_PER_MS);
+}
 
 ordered_json Nodes(const SystemMetrics& record, int count)
 {
@@ -82,10 +94,11 @@ std::string StateJson(const Reading& reading, const History& history, std::int64
     ordered_json state;
     state["up"] = reading.IsGood();
     state["fault"] = reading.fault;
+    state["now_ms"] = nowNs / NS_PER_MS;
     if (reading.stamp != FileStamp()) {
         const std::int64_t age = nowNs - reading.stamp.modifiedNs;
         state["age_seconds"] = static_cast<double>(age) * SECONDS_PER_NS;
-        state["stale"] = age > STALE_NS;
+        state["stale"] = age > StaleAfterNs(reading);
     } else {
         state["age_seconds"] = nullptr;
         state["stale"] = true;

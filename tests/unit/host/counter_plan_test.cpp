@@ -194,7 +194,7 @@ TEST(CounterPlan, AnEventIsMappedOnce)
     EXPECT_EQ(host::PlanCounters(
                   Options("mapped", {{"rx_outer", "mesh_0/remote/"}, {"rx_outer", "mesh_1/remote/"}}))
                   .error,
-              "--map rx_outer=mesh_1/remote/: rx_outer is mapped twice, give one --map for it");
+              "--map rx_outer=mesh_1/remote/: rx_outer is mapped twice, give it once");
 }
 
 TEST(CounterPlan, APmuWithABrokenEventIsLeftOutWhenAnotherWorks)

@@ -80,10 +80,10 @@ TEST_F(CheckedFileTest, NamesEveryFaultWithItsPlace)
          "character within "
          "'[...]' in regular expression\n"},
         {"validation", "sampling-interval: 99\nsampling-times: 0\n",
-         "f: sampling-interval value out of range, min: 100, max: 100000, current value: 99\n"
-         "f: sampling-times value out of range, min: 1, max: 1000, current value: 0\n"},
+         "f:1:20: sampling-interval value out of range, min: 100, max: 100000, current value: 99\n"
+         "f:2:17: sampling-times value out of range, min: 1, max: 1000, current value: 0\n"},
         {"interface", "process: [{name: a, net-affinity: no-such-if}]\n",
-         "f: net affinity node not found, net_name: no-such-if\n"},
+         "f:1:10: net affinity node not found, net_name: no-such-if\n"},
         {"list", "- a\n- b\n", "f:1:1: the file is no mapping of keys to values: nothing in it is read\n"},
         {"scalar", "text\n", "f:1:1: the file is no mapping of keys to values: nothing in it is read\n"},
         {"syntax", "a: b\n[\n", "f:3:1: end of sequence flow not found\n"},
@@ -109,7 +109,7 @@ TEST_F(CheckedFileTest, TheFrameworkHasRulesOfItsOwn)
 {
     EXPECT_EQ(Check("sampling-interval: 150\n", false), "");
     EXPECT_EQ(Check("sampling-interval: 150\n", true),
-              "f: error: sampling-interval is not a multiple of 100\n");
+              "f:1:20: error: sampling-interval is not a multiple of 100\n");
     EXPECT_EQ(Check("spe-period: 0\n", true), "") << "not read under the framework";
     EXPECT_THAT(Check("spe-period: 0\n", false), HasSubstr("spePeriod value out of range"));
 }

@@ -145,6 +145,26 @@ TEST_F(TnstatHttpServer, OneClientCannotTakeAllConnections)
     EXPECT_EQ(Get("/after").status, 200);
 }
 
+TEST_F(TnstatHttpServer, DropsConnectionsThatAreSlowHoweverBusy)
+{
+    const Connection slow(LOOPBACK, server.Port());
+    ASSERT_TRUE(slow.Send("GET / HTTP/1.1\r\nHo"));
+    const Connection silent(LOOPBACK, server.Port());
+    EXPECT_EQ(Get("/there").status, 200) << "both are accepted by now";
+    server.DropSlow(std::chrono::hours(1));
+    EXPECT_FALSE(slow.IsClosedWithin(100));
+    server.DropSlow(std::chrono::nanoseconds(0));
+    EXPECT_TRUE(slow.IsClosedWithin(5000));
+    EXPECT_TRUE(silent.IsClosedWithin(5000));
+    EXPECT_EQ(Get("/after").status, 200);
+}
+
+TEST_F(TnstatHttpServer, ANulByteInThePathCutsNothingOff)
+{
+    EXPECT_EQ(Get("/a%2fb%20c").body, "asked for /a/b c");
+    EXPECT_EQ(Get("/metrics%00.html").body, "asked for /metrics%00.html");
+}
+
 TEST_F(TnstatHttpServer, KeepsAConnectionForTheNextRequest)
 {
     const Connection connection(LOOPBACK, server.Port());

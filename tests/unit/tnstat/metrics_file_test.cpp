@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -49,6 +50,23 @@ TEST(TnstatMetricsFile, ReadsARecordWithItsTime)
     EXPECT_TRUE(SameFigures(reading.record, record));
     EXPECT_EQ(reading.stamp.modifiedNs, 1700000001250000000);
     EXPECT_NE(reading.stamp.inode, 0U);
+}
+
+TEST(TnstatMetricsFile, TimesFarFromNowAreCut)
+{
+    const ScratchDirectory scratch;
+    const std::string path = scratch / "metrics.bin";
+    WriteRecord(path, TellingRecord());
+    for (const std::int64_t seconds : {std::int64_t{10000000000}, std::int64_t{-10000000000}}) {
+        const timespec times[] = {{0, 0}, {seconds, 0}};
+        struct stat status {};
+        ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+        ASSERT_EQ(stat(path.c_str(), &status), 0);
+        // The file system may have cut it already.
+        const std::int64_t expected = std::clamp(std::int64_t{status.st_mtim.tv_sec},
+                                                 std::int64_t{-4600000000}, std::int64_t{4600000000});
+        EXPECT_EQ(ReadMetricsFile(path).stamp.modifiedNs, expected * 1000000000);
+    }
 }
 
 TEST(TnstatMetricsFile, AReplacedFileHasAnotherStamp)

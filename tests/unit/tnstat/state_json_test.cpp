@@ -31,7 +31,7 @@ TEST(TnstatStateJson, HoldsWhatThePageShows)
     history.Note(Good());
     EXPECT_EQ(
         StateJson(Good(), history, 102 * SECOND + SECOND / 2),
-        R"({"up":true,"fault":"","age_seconds":2.5,"stale":false,"score":0.95,"operations_per_second":2000000.0,)"
+        R"({"up":true,"fault":"","now_ms":102500,"age_seconds":2.5,"stale":false,"score":0.95,"operations_per_second":2000000.0,)"
         R"("flags":[],"loops":4711,)"
         R"("nodes":[{"free_bytes":52224,"given_up_bytes":62464},{"free_bytes":53248,"given_up_bytes":63488}],)"
         R"("migrated_bytes":[[0,41984],[43008,0]],"history":[[100000,0.95]]})"
@@ -43,7 +43,7 @@ TEST(TnstatStateJson, WithoutARecordSaysWhy)
     Reading bad;
     bad.fault = "gone";
     EXPECT_EQ(StateJson(bad, History(), 0),
-              R"({"up":false,"fault":"gone","age_seconds":null,"stale":true,"history":[]})"
+              R"({"up":false,"fault":"gone","now_ms":0,"age_seconds":null,"stale":true,"history":[]})"
               "\n");
 }
 
@@ -52,6 +52,20 @@ TEST(TnstatStateJson, OldFiguresAreStale)
     EXPECT_FALSE(nlohmann::json::parse(StateJson(Good(), History(), 130 * SECOND)).at("stale").get<bool>());
     EXPECT_TRUE(
         nlohmann::json::parse(StateJson(Good(), History(), 130 * SECOND + 1)).at("stale").get<bool>());
+}
+
+TEST(TnstatStateJson, FiguresOfLongPeriodsGoStaleLater)
+{
+    const auto isStale = [](std::uint64_t intervalMs, std::int64_t seconds) {
+        Reading reading = Good();
+        reading.record.uncore.interval = intervalMs;
+        const std::string text = StateJson(reading, History(), (100 + seconds) * SECOND);
+        return nlohmann::json::parse(text).at("stale").get<bool>();
+    };
+    EXPECT_FALSE(isStale(20000, 60));
+    EXPECT_TRUE(isStale(20000, 61));
+    EXPECT_FALSE(isStale(UINT64_MAX, 300000));
+    EXPECT_TRUE(isStale(UINT64_MAX, 300001)) << "no period is longer than 100000 s";
 }
 
 TEST(TnstatStateJson, AScoreWithoutOperationsIsNoPoint)

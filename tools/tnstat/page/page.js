@@ -3,7 +3,12 @@
 
 const POLL_MS = 1000;
 const SPAN_MS = 10 * 60 * 1000;
-const LEFT = 40, RIGHT = 590, TOP = 10, BOTTOM = 180;
+const GAP_MS = 150 * 1000; // further apart, two points are not joined
+const LEFT = 44, TOP = 8, HEIGHT = 220, BOTTOM = HEIGHT - 24;
+const STEPS = [0.01, 0.02, 0.05, 0.1, 0.25];
+const MOST_LINES = 5;
+const NARROW = 560;
+const MANY_NODES = 6;
 const SVG = 'http://www.w3.org/2000/svg';
 const FLAGS = {
   no_interval: 'nothing was measured',
@@ -13,13 +18,21 @@ const FLAGS = {
 };
 const byId = (id) => document.getElementById(id);
 let drawn = [];
-let cursor = -1;
+let cursorTime = null;
+let latest = null;
 
 function bytes(value) {
-  const units = ['B', 'KiB', 'MiB', 'GiB', 'TiB'];
+  const units = ['B', 'KiB', 'MiB', 'GiB', 'TiB', 'PiB'];
   let unit = 0;
   while (value >= 1024 && unit < units.length - 1) { value /= 1024; ++unit; }
-  return (unit === 0 ? String(value) : value.toFixed(1)) + ' ' + units[unit];
+  return (unit === 0 ? String(value) : value.toFixed(value < 100 ? 1 : 0)) + ' ' + units[unit];
+}
+
+function duration(seconds) {
+  if (seconds < 120) return seconds.toFixed(1) + ' s';
+  if (seconds < 7200) return (seconds / 60).toFixed(0) + ' min';
+  if (seconds < 172800) return (seconds / 3600).toFixed(1) + ' h';
+  return (seconds / 86400).toFixed(1) + ' days';
 }
 
 function element(parent, name, text, attributes) {
@@ -38,49 +51,82 @@ function svg(parent, name, attributes, text) {
   return made;
 }
 
-function drawChart(history) {
-  const points = history.filter((point) => point[1] !== null);
-  const last = history.length ? history[history.length - 1][0] : Date.now();
-  const first = last - SPAN_MS;
-  const shown = points.filter((point) => point[0] >= first);
-  const lowest = shown.reduce((low, point) => Math.min(low, point[1]), 0.9);
-  const floor = Math.max(0, Math.floor(lowest * 10) / 10);
-  const x = (time) => LEFT + (time - first) / SPAN_MS * (RIGHT - LEFT);
-  const y = (score) => BOTTOM - (score - floor) / (1 - floor) * (BOTTOM - TOP);
-  drawn = shown.map((point) => ({ x: x(point[0]), y: y(point[1]), time: point[0], score: point[1] }));
-  byId('line').setAttribute('points', drawn.map((point) => point.x.toFixed(1) + ',' + point.y.toFixed(1)).join(' '));
-  const grid = byId('grid');
-  grid.replaceChildren();
-  for (let step = 0; step <= 4; ++step) {
-    const score = floor + (1 - floor) * step / 4;
-    svg(grid, 'line', { x1: LEFT, x2: RIGHT, y1: y(score), y2: y(score) });
-    svg(grid, 'text', { x: LEFT - 4, y: y(score) + 4, 'text-anchor': 'end' }, score.toFixed(3));
-  }
-  for (let minute = 0; minute <= 10; minute += 2) {
-    const at = RIGHT - minute / 10 * (RIGHT - LEFT);
-    svg(grid, 'text', { x: at, y: BOTTOM + 16, 'text-anchor': 'middle' }, minute === 0 ? 'now' : '-' + minute + ' min');
-  }
-  if (cursor >= drawn.length) cursor = drawn.length - 1;
+// The coarsest step that a few grid lines need from 1 down to the lowest score shown.
+function scale(shown) {
+  const lowest = shown.reduce((low, point) => Math.min(low, point[1]), 0.95);
+  const step = STEPS.find((size) => (1 - lowest) / size <= MOST_LINES) || STEPS[STEPS.length - 1];
+  return { step, lines: Math.ceil((1 - lowest) / step - 1e-9) };
 }
 
-function showPoint(index) {
-  if (!drawn.length) return;
-  cursor = Math.max(0, Math.min(drawn.length - 1, index));
-  const point = drawn[cursor];
+function drawChart(history, now) {
+  const chart = byId('chart');
+  const width = Math.max(280, chart.clientWidth || 0);
+  const right = width - 8;
+  chart.setAttribute('viewBox', '0 0 ' + width + ' ' + HEIGHT);
+  const first = now - SPAN_MS;
+  const shown = history.filter((point) => point[1] !== null && point[0] >= first && point[0] <= now)
+      .sort((one, other) => one[0] - other[0]); // the clock may have been set back
+  const { step, lines } = scale(shown);
+  const floor = 1 - step * lines;
+  const x = (time) => LEFT + (time - first) / SPAN_MS * (right - LEFT);
+  const y = (score) => BOTTOM - (score - floor) / (1 - floor) * (BOTTOM - TOP);
+  drawn = shown.map((point) => ({ x: x(point[0]), y: y(point[1]), time: point[0], score: point[1] }));
+
+  let path = '';
+  const marks = byId('marks');
+  marks.replaceChildren();
+  drawn.forEach((point, index) => {
+    const joined = index > 0 && point.time - drawn[index - 1].time <= GAP_MS;
+    path += (joined ? 'L' : 'M') + point.x.toFixed(1) + ',' + point.y.toFixed(1);
+    const goesOn = index + 1 < drawn.length && drawn[index + 1].time - point.time <= GAP_MS;
+    if (!goesOn) svg(marks, 'circle', { cx: point.x.toFixed(1), cy: point.y.toFixed(1), r: 3.5 });
+  });
+  byId('line').setAttribute('d', path);
+
+  const grid = byId('grid');
+  grid.replaceChildren();
+  for (let line = 0; line <= lines; ++line) {
+    const score = 1 - step * line;
+    svg(grid, 'line', { x1: LEFT, x2: right, y1: y(score), y2: y(score) });
+    svg(grid, 'text', { x: LEFT - 8, y: y(score) + 4, 'text-anchor': 'end' }, score.toFixed(2));
+  }
+  for (let minute = 0; minute <= 10; minute += width < NARROW ? 5 : 2) {
+    svg(grid, 'text', { x: right - minute / 10 * (right - LEFT), y: HEIGHT - 6,
+                        'text-anchor': minute === 0 ? 'end' : minute === 10 ? 'start' : 'middle' },
+        minute === 0 ? 'now' : '\u2212' + minute + ' min');
+  }
+  if (cursorTime !== null) showPoint(nearest((point) => Math.abs(point.time - cursorTime)), false);
+}
+
+function nearest(distance) {
+  let best = 0;
+  drawn.forEach((point, index) => { if (distance(point) < distance(drawn[best])) best = index; });
+  return best;
+}
+
+function showPoint(index, tell) {
   const line = byId('cursor');
-  line.setAttribute('x1', point.x);
-  line.setAttribute('x2', point.x);
-  line.setAttribute('visibility', 'visible');
-  byId('point').textContent = new Date(point.time).toLocaleTimeString() + ': ' + point.score.toFixed(4);
+  if (!drawn.length) {
+    line.setAttribute('visibility', 'hidden');
+    return;
+  }
+  const point = drawn[Math.max(0, Math.min(drawn.length - 1, index))];
+  cursorTime = point.time;
+  for (const [key, value] of Object.entries({ x1: point.x, x2: point.x, y1: TOP, y2: BOTTOM, visibility: 'visible' })) {
+    line.setAttribute(key, value);
+  }
+  if (tell) byId('point').textContent = new Date(point.time).toLocaleTimeString() + ': ' + point.score.toFixed(4);
 }
 
 function drawNodes(nodes) {
   const body = byId('nodes');
   body.replaceChildren();
+  const highest = Math.max(1, ...nodes.map((node) => node.free_bytes));
   nodes.forEach((node, index) => {
     const row = element(body, 'tr');
     element(row, 'th', String(index), { scope: 'row' });
-    element(row, 'td', bytes(node.free_bytes));
+    const bar = element(element(row, 'td', bytes(node.free_bytes)), 'span', '', { class: 'bar', 'aria-hidden': 'true' });
+    bar.style.width = (node.free_bytes / highest * 100).toFixed(1) + '%';
     element(row, 'td', bytes(node.given_up_bytes));
   });
 }
@@ -88,7 +134,9 @@ function drawNodes(nodes) {
 function drawMatrix(rows) {
   const table = byId('matrix');
   table.replaceChildren();
-  const highest = Math.max(1, ...rows.flat());
+  const highest = Math.max(0, ...rows.flat());
+  byId('moved').textContent = highest === 0 ? 'Nothing was moved in the last interval.'
+      : 'In the last interval, from the node of the row to the node of the column.';
   const head = element(element(table, 'thead'), 'tr');
   element(head, 'th', 'from \\ to', { scope: 'col' });
   rows.forEach((row, index) => element(head, 'th', String(index), { scope: 'col' }));
@@ -98,7 +146,7 @@ function drawMatrix(rows) {
     element(row, 'th', String(index), { scope: 'row' });
     for (const cell of cells) {
       const made = element(row, 'td', cell === 0 ? '0' : bytes(cell));
-      made.style.backgroundColor = 'rgba(var(--heat), ' + (cell / highest * 0.6).toFixed(3) + ')';
+      if (cell > 0) made.style.backgroundColor = 'rgba(var(--heat), ' + (0.05 + cell / highest * 0.5).toFixed(3) + ')';
     }
   });
 }
@@ -107,48 +155,62 @@ function notice(text) {
   const shown = byId('notice');
   if (shown.textContent !== text) shown.textContent = text;
   shown.className = text ? 'bad' : '';
+  document.body.classList.toggle('old', text !== '');
+}
+
+function noticeOf(state) {
+  if (!state.up) return 'No figures: ' + state.fault;
+  if (state.age_seconds < -1) return 'These figures are dated ' + duration(-state.age_seconds) + ' ahead of the clock.';
+  if (state.stale) return 'These figures are stale: ' + duration(state.age_seconds) + ' old. Is tarnix running?';
+  return '';
+}
+
+function figure(id, text) {
+  byId(id).textContent = text;
 }
 
 function show(state) {
-  if (!state.up) {
-    notice('No figures: ' + state.fault);
-  } else if (state.stale) {
-    notice('These figures are stale: ' + state.age_seconds.toFixed(0) + ' s old. Is tarnix running?');
-  } else {
-    notice('');
-  }
-  drawChart(state.history);
+  latest = state;
+  notice(noticeOf(state));
+  drawChart(state.history, state.now_ms);
+  byId('quality').textContent = state.up ? state.flags.map((flag) => FLAGS[flag] || flag).join('; ') : '';
+  figure('score', state.up ? state.score.toFixed(4) : '\u2013');
+  figure('remote', state.up ? ((1 - state.score) * 100).toFixed(1) + ' % crossed to another node' : '');
+  figure('operations', state.up ? Math.round(state.operations_per_second).toLocaleString('en') : '\u2013');
+  figure('loops', state.up ? state.loops.toLocaleString('en') : '\u2013');
+  figure('age', state.age_seconds === null ? '\u2013' : duration(state.age_seconds));
+  byId('detail').hidden = !state.up;
   if (!state.up) return;
-  byId('score').textContent = state.score.toFixed(4);
-  byId('quality').textContent = state.flags.map((flag) => FLAGS[flag] || flag).join('; ');
-  byId('operations').textContent = Math.round(state.operations_per_second).toLocaleString('en');
-  byId('loops').textContent = String(state.loops);
-  byId('age').textContent = state.age_seconds.toFixed(1) + ' s';
+  byId('detail').className = state.nodes.length > MANY_NODES ? 'many' : '';
   drawNodes(state.nodes);
   drawMatrix(state.migrated_bytes);
 }
 
 async function poll() {
-  try {
-    const answer = await fetch('state.json', { cache: 'no-store' });
-    show(await answer.json());
-  } catch (error) {
-    notice('The exporter does not answer; these figures are stale.');
+  if (!document.hidden) {
+    try {
+      const answer = await fetch('state.json', { cache: 'no-store' });
+      show(await answer.json());
+    } catch (error) {
+      notice('The exporter does not answer; these figures are stale.');
+    }
   }
   setTimeout(poll, POLL_MS);
 }
 
 byId('chart').addEventListener('keydown', (event) => {
-  const step = { ArrowLeft: -1, ArrowRight: 1, Home: -1e9, End: 1e9 }[event.key];
-  if (step === undefined) return;
+  const last = drawn.length - 1;
+  const at = cursorTime === null ? last + 1 : nearest((point) => Math.abs(point.time - cursorTime));
+  const target = { ArrowLeft: at - 1, ArrowRight: at + 1, Home: 0, End: last }[event.key];
+  if (target === undefined) return;
   event.preventDefault();
-  showPoint(cursor < 0 ? drawn.length - 1 : cursor + step);
+  showPoint(target, true);
 });
 byId('chart').addEventListener('pointermove', (event) => {
-  const box = byId('chart').getBoundingClientRect();
-  const at = (event.clientX - box.left) / box.width * 600;
-  let best = 0;
-  drawn.forEach((point, index) => { if (Math.abs(point.x - at) < Math.abs(drawn[best].x - at)) best = index; });
-  showPoint(best);
+  const at = event.clientX - byId('chart').getBoundingClientRect().left;
+  showPoint(nearest((point) => Math.abs(point.x - at)), true);
 });
+new ResizeObserver(() => { if (latest) drawChart(latest.history, latest.now_ms); }).observe(byId('chart'));
+byId('host').textContent = location.host;
+byId('notice').textContent = 'Loading\u2026';
 poll();

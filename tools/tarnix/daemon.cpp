@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+
+#include "tools/tarnix/daemon.h"
+
+#include <algorithm>
+
+#include "config/conf_enums.h"
+#include "tools/tarnix/messages.h"
+
+namespace tarnix {
+namespace {
+
+constexpr std::int64_t NS_PER_MS = 1000000;
+
+/// Longest wait without a heartbeat: half of the shortest timeout that can be set.
+constexpr std::int64_t MAX_WAIT_NS = 500 * NS_PER_MS;
+
+const char* const CYCLE = "tarnix_cycle_time";
+const char* const COLLECTION = "collection";
+const char* const PMU_READ = "pmu_read";
+
+}  // namespace
+
+Daemon::Daemon(const DaemonParts& daemonParts)
+    : parts(daemonParts), log(logger->GetLog(LogType::TOOL)), cost(daemonParts.clock.NowNs())
+{
+}
+
+UncoreFeed::State Daemon::Run()
+{
+    const std::int64_t intervalNs = parts.conf.samplingInterval * NS_PER_MS;
+    std::int64_t next = parts.clock.NowNs();
+    health.StartPhase(CYCLE);
+    UncoreFeed::State state = Sample();
+    samples = 0;  // the first one only starts the counting
+    parts.notifier.Ready(messages::Status(periods, state == UncoreFeed::State::COUNTING, {}));
+    const auto goesOn = [](UncoreFeed::State now) {
+        return now == UncoreFeed::State::COUNTING || now == UncoreFeed::State::NO_SOURCE;
+    };
+    while (goesOn(state) && !parts.stopAsked()) {
+        next += intervalNs;
+        if (next < parts.clock.NowNs()) {  // the machine slept: no rush to catch up
+            next = parts.clock.NowNs() + intervalNs;
+        }
+        WaitUntil(next);
+        if (parts.stopAsked()) {
+            break;
+        }
+        const std::int64_t passStart = parts.clock.NowNs();
+        state = Sample();
+        if (samples >= parts.conf.samplingTimes || !goesOn(state)) {
+            ClosePeriod();
+        }
+        cost.NotePass(parts.clock.NowNs() - passStart);
+    }
+    parts.notifier.Stopping();
+    log.logFunc(LogLevel::INFO, messages::Ended(periods));
+    return state;
+}
+
+UncoreFeed::State Daemon::Sample()
+{
+    health.ResumePhase(PMU_READ);
+    const UncoreFeed::State state = parts.feed.Sample(parts.clock.NowNs());
+    health.PausePhase(PMU_READ);
+    ++samples;
+    Tell(parts.feed.TakeRemarks());
+    return state;
+}
+
+void Daemon::ClosePeriod()
+{
+    ++periods;
+    samples = 0;
+    health.StartPhase(COLLECTION);
+    const UncoreMetrics uncore = parts.feed.ClosePeriod();
+    parts.recorder.Record(periods, uncore, health);
+    health.EndPhase(COLLECTION);
+    health.EndPhase(CYCLE);
+    Tell(parts.recorder.TakeRemarks());
+    LogPeriod(uncore);
+    logger->snapshot.UpdateInterval(1);
+    parts.notifier.Status(
+        messages::Status(periods, parts.feed.GetState() != UncoreFeed::State::NO_SOURCE, uncore));
+    health.Clear();
+    health.StartPhase(CYCLE);
+}
+
+void Daemon::LogPeriod(const UncoreMetrics& uncore)
+{
+    const bool snapshot = logger->snapshot.ShouldSnap();
+    if (snapshot || logger->IsEnabled(LogLevel::DEBUG)) {
+        log.snapFunc(LogLevel::DEBUG, messages::PeriodScore(periods, uncore));
+        log.snapFunc(LogLevel::DEBUG, messages::PeriodCpu(parts.recorder.Cpus()));
+        log.snapFunc(LogLevel::DEBUG, messages::PeriodMemory(parts.recorder.Last()));
+        log.snapFunc(LogLevel::DEBUG, health.LogAll());
+    }
+    if (snapshot) {
+        log.logFunc(LogLevel::INFO, messages::OwnCost(cost.Take(parts.clock.NowNs())));
+    }
+}
+
+void Daemon::WaitUntil(std::int64_t deadlineNs)
+{
+    const std::int64_t ping = parts.notifier.PingIntervalNs();
+    const std::int64_t slice = ping > 0 ? std::min(MAX_WAIT_NS, ping / 2) : MAX_WAIT_NS;
+    for (std::int64_t now = parts.clock.NowNs(); !parts.stopAsked(); now = parts.clock.NowNs()) {
+        parts.watchdog.Heartbeat();
+        parts.notifier.Alive(now);
+        if (logger->NeedReloadLog()) {
+            Reload();
+        }
+        if (now >= deadlineNs) {
+            return;
+        }
+        parts.clock.SleepUntilNs(std::min(deadlineNs, now + slice));
+    }
+}
+
+void Daemon::Reload()
+{
+    parts.notifier.Reloading(parts.clock.NowNs());
+    logger->ReloadLogFile();
+    Conf reloaded = parts.conf;
+    const TnResult result = parts.control.ParseYaml(parts.yamlPath, false, true, reloaded);
+    if (result.code == 0) {
+        parts.conf = reloaded;
+        logger->SetLevel(static_cast<LogLevel>(reloaded.logLevel));
+        log.logFunc(LogLevel::INFO, messages::Reloaded(g_logLevelMap.at(reloaded.logLevel)));
+    } else {
+        log.logFunc(LogLevel::WARN, messages::ReloadFailed(result.message));
+    }
+    parts.notifier.Ready(messages::Status(periods, parts.feed.GetState() == UncoreFeed::State::COUNTING, {}));
+}
+
+void Daemon::Tell(const std::vector<Remark>& remarks)
+{
+    for (const Remark& remark : remarks) {
+        log.logFunc(remark.level, remark.text);
+    }
+}
+
+}  // namespace tarnix

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+//
+// tarnix: observes how local the memory traffic of this machine is, and writes it down. Nothing is migrated
+// or bound.
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/logger_ctl.h"
+#include "common/passive_watchdog.h"
+#include "config/conf_ctl.h"
+#include "config/option_info.h"
+#include "host/clock.h"
+#include "tools/cli/output.h"
+#include "tools/cli/signals.h"
+#include "tools/cli/terminal.h"
+#include "tools/tarnix/daemon.h"
+#include "tools/tarnix/engine_options.h"
+#include "tools/tarnix/environment.h"
+#include "tools/tarnix/exit_status.h"
+#include "tools/tarnix/instance_lock.h"
+#include "tools/tarnix/messages.h"
+#include "tools/tarnix/reload_signal.h"
+#include "tools/tarnix/source_choice.h"
+#include "tools/tarnix_config/checked_file.h"
+
+namespace {
+
+using namespace tarnix;
+
+constexpr std::size_t MAX_FAULTS_TOLD = 20;
+
+/// Says on standard error why there is nothing to do.
+int Complain(int status, const std::string& text)
+{
+    cli::Output err(STDERR_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
+    err.Buffer() += "tarnix: " + text;
+    if (text.empty() || text.back() != '\n') {
+        err.Buffer() += '\n';
+    }
+    err.Commit();
+    return status;
+}
+
+/// Prints a result.
+int Print(const std::string& text)
+{
+    cli::Output out(STDOUT_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
+    out.Buffer() += text;
+    if (text.empty() || text.back() != '\n') {
+        out.Buffer() += '\n';
+    }
+    out.Commit();
+    out.Close();
+    return out.GetState() == cli::Output::State::FAILED
+               ? Complain(EXIT_RUN_TIME, messages::CannotWriteOutput(out.ErrorNumber()))
+               : EXIT_GOOD;
+}
+
+void LogLines(LogLevel level, const std::string& text)
+{
+    const Log& log = logger->GetLog(LogType::TOOL);
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        log.logFunc(level, line);
+    }
+}
+
+/// The faults of the configuration file as they are told in the log.
+std::vector<std::string> FileFaults()
+{
+    std::vector<std::string> texts;
+    if (access(TARNIX_YAML.c_str(), F_OK) != 0) {
+        return texts;
+    }
+    const tarnix_config::CheckedFile file = tarnix_config::CheckFile(TARNIX_YAML, false);
+    for (const tarnix_config::Fault& fault : file.faults) {
+        if (texts.size() == MAX_FAULTS_TOLD) {
+            texts.push_back(messages::MoreFaults(TARNIX_YAML, file.faults.size() - texts.size()));
+            break;
+        }
+        texts.push_back(messages::FileFault(TARNIX_YAML, fault.line, fault.column, fault.text));
+    }
+    return texts;
+}
+
+/// What the log tells at the start: who runs, with which settings, and what is wrong with the file.
+void LogStart(Conf& conf, const TnResult& warning, const std::vector<std::string>& faults)
+{
+    const Log& log = logger->GetLog(LogType::TOOL);
+    log.logFunc(LogLevel::INFO, messages::Started(TARNIX_VERSION));
+    if (warning.code != 0) {
+        LogLines(LogLevel::WARN, warning.message);
+    }
+    for (const std::string& fault : faults) {
+        log.logFunc(LogLevel::WARN, fault);
+    }
+    if (const TnResult nodes = conf.IntervalVarInit(); nodes.code != 0) {
+        LogLines(LogLevel::WARN, nodes.message);
+    }
+    LogLines(LogLevel::INFO, conf.confInfo);
+    if (const std::string names = EngineOptionsThatAreSet(conf); !names.empty()) {
+        log.logFunc(LogLevel::INFO, messages::EngineOptions(names));
+    }
+}
+
+/// Counters of this machine are looked for again and again, anything else has to be there now.
+std::unique_ptr<UncoreFeed> MakeFeed(const SourceChoice& choice, std::string& error)
+{
+    if (choice.kind == SourceChoice::Kind::LIVE) {
+        return std::make_unique<UncoreFeed>([choice] { return OpenSource(choice); });
+    }
+    host::SourceResult result = OpenSource(choice);
+    error = std::move(result.error);
+    return result.source == nullptr ? nullptr : std::make_unique<UncoreFeed>(std::move(result.source));
+}
+
+int Observe(ConfCtl& control, Conf& conf, const TnResult& warning, const Environment& environment)
+{
+    SourceChoice choice;
+    choice.sysfsRoot = environment.sysfsRoot;
+    choice.intervalMs = static_cast<std::int32_t>(conf.samplingInterval);
+    if (const std::string wrong = ParseSource(environment.source, choice); !wrong.empty()) {
+        return Complain(EXIT_USAGE, wrong);
+    }
+    if (const std::string wrong = ParseMappings(environment.map, choice); !wrong.empty()) {
+        return Complain(EXIT_USAGE, wrong);
+    }
+    std::string error;
+    const std::unique_ptr<UncoreFeed> feed = MakeFeed(choice, error);
+    if (feed == nullptr) {
+        return Complain(EXIT_NO_SOURCE, error);
+    }
+    InstanceLock lock(environment.runtimeDir);
+    if (const std::string wrong = lock.Acquire(); !wrong.empty()) {
+        return Complain(EXIT_RUN_TIME, wrong);
+    }
+    logger->SetLevel(static_cast<LogLevel>(conf.logLevel));
+    logger->SetLogFile(conf.logFile);
+    logger->InitSnapshot(conf.snapshotInterval);
+    const std::vector<std::string> faults = FileFaults();
+    PassiveWatchdog watchdog;
+    watchdog.Start(
+        std::chrono::seconds(conf.watchdogTimeout));  // from here on even a log that hangs is an end
+    LogStart(conf, warning, faults);
+    PeriodRecorder recorder(conf.metrics, environment.metricsFile);
+    ServiceNotifier notifier(environment);
+    host::MonotonicClock clock;
+    Daemon daemon(
+        {conf, control, TARNIX_YAML, *feed, recorder, watchdog, notifier, clock, cli::StopRequested});
+    const UncoreFeed::State end = daemon.Run();
+    watchdog.Stop();
+    return end == UncoreFeed::State::FAILED ? EXIT_NO_SOURCE : EXIT_GOOD;
+}
+
+/// The option takes an argument; without one, the help for people is meant.
+bool AsksForHelp(int argc, char** argv)
+{
+    return argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0);
+}
+
+int Main(int argc, char** argv)
+{
+    if (AsksForHelp(argc, argv)) {
+        return Print(OptionInfo(ConfigType::TARNIX).GetHelpInfo(false, HelpType::CMD));
+    }
+    ConfCtl control(ConfigType::TARNIX);
+    Conf conf;
+    TnResult warning;
+    if (const TnResult result = control.Init(argc, argv, false, conf, warning); result.code != 0) {
+        return Complain(EXIT_USAGE, result.message);
+    }
+    if (conf.help != HelpType::OFF) {
+        return Print(conf.helpInfo);
+    }
+    if (conf.version) {
+        return Print(conf.versionInfo);
+    }
+    const Environment environment = ReadEnvironment(cli::ProcessEnvironment);
+    if (conf.reload) {
+        const std::string wrong = InstanceLock(environment.runtimeDir).Signal(SIGHUP);
+        return wrong.empty() ? EXIT_GOOD : Complain(EXIT_RUN_TIME, wrong);
+    }
+    return Observe(control, conf, warning, environment);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    cli::InstallSignalHandlers();
+    InstallReloadHandler();
+    try {
+        return Main(argc, argv);
+    } catch (const std::bad_alloc&) {
+        return Complain(EXIT_RUN_TIME, messages::OutOfMemory());
+    } catch (const std::exception& failure) {
+        return Complain(EXIT_RUN_TIME, messages::Unexpected(failure.what()));
+    }
+}
