@@ -14,6 +14,8 @@ case $libdir in
     /*) skip "an absolute library directory is not moved with the prefix" ;;
 esac
 
+launcher=
+if have ccache; then launcher=ccache; fi
 rm -rf "$work"
 mkdir -p "$work/headers"
 stage=$work/stage
@@ -40,8 +42,8 @@ run_consumer()
 # CMake.
 configure()
 {
-    cmake -S "$source/tests/consumer" -B "$1" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" "-DCMAKE_PREFIX_PATH=$tree" \
-        > "$work/log" 2>&1
+    cmake -S "$source/tests/consumer" -B "$1" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+        "-DCMAKE_CXX_COMPILER_LAUNCHER=$launcher" "-DCMAKE_PREFIX_PATH=$tree" > "$work/log" 2>&1
 }
 configure "$work/cmake" && cmake --build "$work/cmake" >> "$work/log" 2>&1 ||
     { cat "$work/log" >&2; fail "the consumer does not build with CMake"; }
@@ -82,6 +84,6 @@ while read -r header; do
     echo "$unit"
 done < "$work/installed" > "$work/units"
 # shellcheck disable=SC2086
-xargs -P "$(nproc)" -I UNIT "$compiler" -std=c++17 -fsyntax-only -Wall -Wextra -Wpedantic -Werror $flags UNIT \
+xargs -P "$(nproc)" -I UNIT $launcher "$compiler" -std=c++17 -Wall -Wextra -Wpedantic -Werror $flags -c UNIT -o UNIT.o \
     < "$work/units" || fail "an installed header does not stand alone"
 echo "$(wc -l < "$work/installed") headers, $(wc -l < "$work/exporting") of them export something"
