@@ -16,23 +16,25 @@ scratch=$(mktemp -d)
 daemon=
 exporter=
 finish() {
-  trap - EXIT INT TERM
+  trap - EXIT INT TERM HUP
+  set +e
   [ -n "$exporter" ] && kill "$exporter" 2>/dev/null
   [ -n "$daemon" ] && kill "$daemon" 2>/dev/null
   wait
   rm -rf "$scratch"
 }
 trap finish EXIT
-trap 'exit 0' INT TERM
+trap 'exit 0' INT TERM HUP
 
 export TARNIX_SOURCE=demo TARNIX_RUNTIME_DIR=$scratch/run TARNIX_METRICS_FILE=$scratch/metrics.bin
-"$binaries/tarnix" --sampling-times 5 --log-file "$scratch/tarnix.log" &
+"$binaries/tarnix" --metrics --sampling-times 5 --log-file "$scratch/tarnix.log" &
 daemon=$!
 for _ in $(seq 100); do
   [ -s "$TARNIX_METRICS_FILE" ] && break
   kill -0 "$daemon" 2>/dev/null || { cat "$scratch/tarnix.log" >&2 || true; exit 1; }
   sleep 0.1
 done
+[ -s "$TARNIX_METRICS_FILE" ] || { cat "$scratch/tarnix.log" >&2; echo "run: tarnix wrote no metrics file" >&2; exit 1; }
 "$binaries/tnstat" --export node_exporter --ip 127.0.0.1 --port "$port" &
 exporter=$!
 sleep 0.3

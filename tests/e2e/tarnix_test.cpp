@@ -369,7 +369,7 @@ TEST_F(TarnixTest, TalksToTheServiceManager)
             });
         });
     };
-    EXPECT_TRUE(hears("READY=1\nSTATUS=score "));
+    EXPECT_TRUE(hears("READY=1\nSTATUS=no score yet"));
     EXPECT_EQ(told.front().substr(0, 8), "READY=1\n");
     EXPECT_TRUE(hears("STATUS=score 0.9"));
     EXPECT_TRUE(hears("WATCHDOG=1"));
@@ -377,7 +377,7 @@ TEST_F(TarnixTest, TalksToTheServiceManager)
     EXPECT_TRUE(hears("WATCHDOG=1"));
     daemon.Signal(SIGHUP);
     EXPECT_TRUE(hears("RELOADING=1\nMONOTONIC_USEC="));
-    EXPECT_TRUE(hears("READY=1\n"));
+    EXPECT_TRUE(hears("READY=1\nSTATUS=score 0.9"));
     EXPECT_EQ(Stop(daemon).status, 0);
     EXPECT_TRUE(hears("STOPPING=1"));
 }
@@ -396,6 +396,31 @@ TEST_F(TarnixTest, ALogThatHangsEndsItWithStatus4)
     EXPECT_EQ(daemon.Wait().status, 4);  // after the 10 s of watchdog-timeout
     close(ends[0]);
     close(ends[1]);
+}
+
+TEST_F(TarnixTest, MissingStandardDescriptorsAreNotTakenByOtherFiles)
+{
+    const std::string command = std::string(TARNIX) + " -t 1 <&- >&- 2>&-";
+    Program daemon({"/bin/sh", "-c", "exec " + command});
+    ASSERT_TRUE(Eventually([this] { return Loops() >= 2; }));
+    EXPECT_EQ(ReadFile(scratch / "run/tarnix.pid"), std::to_string(daemon.Pid()) + "\n");
+    EXPECT_EQ(Stop(daemon).status, 0);
+}
+
+TEST_F(TarnixTest, SignalsThatWereBlockedAreTaken)
+{
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigaddset(&blocked, SIGHUP);
+    ASSERT_EQ(sigprocmask(SIG_BLOCK, &blocked, &before), 0);
+    Program daemon(Command({"-t", "1"}));
+    ASSERT_EQ(sigprocmask(SIG_SETMASK, &before, nullptr), 0);
+    ASSERT_TRUE(Eventually([this] { return Loops() >= 1; }));
+    daemon.Signal(SIGHUP);
+    EXPECT_TRUE(Eventually([&daemon] { return daemon.Out().find("reloaded") != std::string::npos; }));
+    EXPECT_EQ(Stop(daemon).status, 0);
 }
 
 TEST_F(TarnixTest, AClosedStandardOutputIsNoEnd)
@@ -478,6 +503,16 @@ TEST_F(TarnixWithFile, AReloadTakesTheNewLevel)
     const ProgramResult result = Stop(daemon);
     EXPECT_THAT(result.out, Not(HasSubstr("observes only")));
     EXPECT_THAT(result.out, HasSubstr("[DEBUG] period "));
+}
+
+TEST_F(TarnixWithFile, ALongIntervalIsNoHang)
+{
+    Program daemon(WithFile("watchdog-timeout: 1\nsampling-interval: 100000\n", "", ""));
+    ASSERT_TRUE(Eventually([&daemon] { return daemon.Out().find("counting: ") != std::string::npos; }));
+    usleep(3000000);  // thrice the timeout
+    const ProgramResult result = Stop(daemon);
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, EndsWith("[INFO] ended after 0 tune periods\n"));
 }
 
 TEST_F(TarnixWithFile, AFullDiskLosesNothingThatIsThere)

@@ -69,6 +69,10 @@ private:
     int errorNumber = 0;
 };
 
+/// Whoever starts a program may have closed its standard descriptors. What is opened next would take their
+/// place and be written to; so something takes it that fails on use. To be called first.
+void OccupyStandardDescriptors();
+
 /// A file that is made, or emptied, for writing. -1 with errno when that fails.
 int OpenOutputFile(const std::string& path);
 

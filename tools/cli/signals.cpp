@@ -46,6 +46,11 @@ void InstallSignalHandlers()
     sigaction(SIGTERM, &action, nullptr);
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);
+    sigset_t taken;
+    sigemptyset(&taken);
+    sigaddset(&taken, SIGINT);
+    sigaddset(&taken, SIGTERM);
+    sigprocmask(SIG_UNBLOCK, &taken, nullptr);
 }
 
 bool StopRequested()

@@ -6,7 +6,8 @@
 namespace cli {
 
 /// Has SIGINT and SIGTERM ask for a clean end, and writes to closed pipes fail instead of kill. A signal that
-/// comes more than a second after the first kills as usual, should the clean end hang.
+/// comes more than a second after the first kills as usual, should the clean end hang. Signals that whoever
+/// started the program has blocked are taken all the same.
 void InstallSignalHandlers();
 
 /// True once SIGINT or SIGTERM arrived.

@@ -6,6 +6,7 @@
 
 #include "config/conf_enums.h"
 #include "tools/tarnix/messages.h"
+#include "tools/tarnix/settings_log.h"
 
 namespace tarnix {
 namespace {
@@ -33,7 +34,7 @@ UncoreFeed::State Daemon::Run()
     health.StartPhase(CYCLE);
     UncoreFeed::State state = Sample();
     samples = 0;  // the first one only starts the counting
-    parts.notifier.Ready(messages::Status(periods, state == UncoreFeed::State::COUNTING, {}));
+    parts.notifier.Ready(StatusLine());
     const auto goesOn = [](UncoreFeed::State now) {
         return now == UncoreFeed::State::COUNTING || now == UncoreFeed::State::NO_SOURCE;
     };
@@ -46,12 +47,12 @@ UncoreFeed::State Daemon::Run()
         if (parts.stopAsked()) {
             break;
         }
-        const std::int64_t passStart = parts.clock.NowNs();
+        passStartNs = parts.clock.NowNs();
         state = Sample();
         if (samples >= parts.conf.samplingTimes || !goesOn(state)) {
             ClosePeriod();
         }
-        cost.NotePass(parts.clock.NowNs() - passStart);
+        cost.NotePass(parts.clock.NowNs() - passStartNs);
     }
     parts.notifier.Stopping();
     log.logFunc(LogLevel::INFO, messages::Ended(periods));
@@ -73,30 +74,36 @@ void Daemon::ClosePeriod()
     ++periods;
     samples = 0;
     health.StartPhase(COLLECTION);
-    const UncoreMetrics uncore = parts.feed.ClosePeriod();
-    parts.recorder.Record(periods, uncore, health);
+    lastUncore = parts.feed.ClosePeriod();
+    parts.recorder.Record(periods, lastUncore, health);
     health.EndPhase(COLLECTION);
     health.EndPhase(CYCLE);
     Tell(parts.recorder.TakeRemarks());
-    LogPeriod(uncore);
+    LogPeriod();
     logger->snapshot.UpdateInterval(1);
-    parts.notifier.Status(
-        messages::Status(periods, parts.feed.GetState() != UncoreFeed::State::NO_SOURCE, uncore));
+    parts.notifier.Status(StatusLine());
     health.Clear();
     health.StartPhase(CYCLE);
 }
 
-void Daemon::LogPeriod(const UncoreMetrics& uncore)
+std::string Daemon::StatusLine() const
+{
+    return messages::Status(periods, parts.feed.GetState() != UncoreFeed::State::NO_SOURCE, lastUncore);
+}
+
+void Daemon::LogPeriod()
 {
     const bool snapshot = logger->snapshot.ShouldSnap();
     if (snapshot || logger->IsEnabled(LogLevel::DEBUG)) {
-        log.snapFunc(LogLevel::DEBUG, messages::PeriodScore(periods, uncore));
+        log.snapFunc(LogLevel::DEBUG, messages::PeriodScore(periods, lastUncore));
         log.snapFunc(LogLevel::DEBUG, messages::PeriodCpu(parts.recorder.Cpus()));
         log.snapFunc(LogLevel::DEBUG, messages::PeriodMemory(parts.recorder.Last()));
         log.snapFunc(LogLevel::DEBUG, health.LogAll());
     }
     if (snapshot) {
-        log.logFunc(LogLevel::INFO, messages::OwnCost(cost.Take(parts.clock.NowNs())));
+        const std::int64_t now = parts.clock.NowNs();
+        cost.NotePass(now - passStartNs);
+        log.logFunc(LogLevel::INFO, messages::OwnCost(cost.Take(now)));
     }
 }
 
@@ -127,10 +134,15 @@ void Daemon::Reload()
         parts.conf = reloaded;
         logger->SetLevel(static_cast<LogLevel>(reloaded.logLevel));
         log.logFunc(LogLevel::INFO, messages::Reloaded(g_logLevelMap.at(reloaded.logLevel)));
+        LogSettings(parts.conf);
     } else {
         log.logFunc(LogLevel::WARN, messages::ReloadFailed(result.message));
     }
-    parts.notifier.Ready(messages::Status(periods, parts.feed.GetState() == UncoreFeed::State::COUNTING, {}));
+    parts.watchdog.Heartbeat();
+    for (const std::string& fault : FileFaults(parts.yamlPath)) {
+        log.logFunc(LogLevel::WARN, fault);
+    }
+    parts.notifier.Ready(StatusLine());
 }
 
 void Daemon::Tell(const std::vector<Remark>& remarks)

@@ -47,7 +47,8 @@ public:
 private:
     UncoreFeed::State Sample();
     void ClosePeriod();
-    void LogPeriod(const UncoreMetrics& uncore);
+    void LogPeriod();
+    std::string StatusLine() const;
     void WaitUntil(std::int64_t deadlineNs);
     void Reload();
     void Tell(const std::vector<Remark>& remarks);
@@ -56,6 +57,8 @@ private:
     Log& log;
     HealthMonitor health;
     OwnCost cost;
+    UncoreMetrics lastUncore;      ///< of the last period
+    std::int64_t passStartNs = 0;  ///< of the pass that is running
     std::uint64_t periods = 0;
     std::uint32_t samples = 0;  ///< in the current period
 };

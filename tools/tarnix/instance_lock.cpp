@@ -61,10 +61,11 @@ InstanceLock::~InstanceLock()
 std::string InstanceLock::Acquire()
 {
     mkdir(directory.c_str(), 0755);  // what matters shows with the file
-    fd = open(path.c_str(), O_RDWR | O_CREAT | SAFELY, 0644);
+    fd = open(path.c_str(), O_RDWR | O_CREAT | SAFELY, 0600);
     if (fd < 0) {
         return messages::CannotLock(path, errno);
     }
+    fchmod(fd, 0600);  // whoever could read it could hold a lock of its own against us
     struct flock lock = WholeFile(F_WRLCK);
     if (fcntl(fd, F_SETLK, &lock) != 0) {
         const int error = errno;
@@ -80,7 +81,7 @@ std::string InstanceLock::Signal(int number) const
     const runtime::OwnedDescriptor file(open(path.c_str(), O_RDONLY | SAFELY));
     if (file.Get() < 0) {
         return errno == ENOENT || errno == ENOTDIR ? messages::NotRunning(path)
-                                                   : messages::CannotLock(path, errno);
+                                                   : messages::CannotReadLock(path, errno);
     }
     const pid_t pid = Holder(file.Get());
     if (pid <= 0) {

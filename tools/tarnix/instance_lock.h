@@ -9,7 +9,8 @@ namespace tarnix {
 
 /// One instance at a time: a file, "tarnix.pid", that the running instance keeps locked. The lock is a POSIX
 /// record lock: the kernel drops it with the process, so that a crash leaves nothing to clean up, and tells
-/// who holds it. The number in the file is for people.
+/// who holds it. The file is its owner's alone, mode 0600, since a lock can be held by whoever can open it.
+/// The number in it is for people.
 class InstanceLock {
 public:
     explicit InstanceLock(const std::string& runtimeDirectory);

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,20 +23,17 @@
 #include "tools/cli/signals.h"
 #include "tools/cli/terminal.h"
 #include "tools/tarnix/daemon.h"
-#include "tools/tarnix/engine_options.h"
 #include "tools/tarnix/environment.h"
 #include "tools/tarnix/exit_status.h"
 #include "tools/tarnix/instance_lock.h"
 #include "tools/tarnix/messages.h"
 #include "tools/tarnix/reload_signal.h"
+#include "tools/tarnix/settings_log.h"
 #include "tools/tarnix/source_choice.h"
-#include "tools/tarnix_config/checked_file.h"
 
 namespace {
 
 using namespace tarnix;
-
-constexpr std::size_t MAX_FAULTS_TOLD = 20;
 
 /// Says on standard error why there is nothing to do.
 int Complain(int status, const std::string& text)
@@ -66,51 +62,17 @@ int Print(const std::string& text)
                : EXIT_GOOD;
 }
 
-void LogLines(LogLevel level, const std::string& text)
-{
-    const Log& log = logger->GetLog(LogType::TOOL);
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        log.logFunc(level, line);
-    }
-}
-
-/// The faults of the configuration file as they are told in the log.
-std::vector<std::string> FileFaults()
-{
-    std::vector<std::string> texts;
-    if (access(TARNIX_YAML.c_str(), F_OK) != 0) {
-        return texts;
-    }
-    const tarnix_config::CheckedFile file = tarnix_config::CheckFile(TARNIX_YAML, false);
-    for (const tarnix_config::Fault& fault : file.faults) {
-        if (texts.size() == MAX_FAULTS_TOLD) {
-            texts.push_back(messages::MoreFaults(TARNIX_YAML, file.faults.size() - texts.size()));
-            break;
-        }
-        texts.push_back(messages::FileFault(TARNIX_YAML, fault.line, fault.column, fault.text));
-    }
-    return texts;
-}
-
 /// What the log tells at the start: who runs, with which settings, and what is wrong with the file.
-void LogStart(Conf& conf, const TnResult& warning, const std::vector<std::string>& faults)
+void LogStart(const Conf& conf, const TnResult& warning, const std::vector<std::string>& faults)
 {
-    const Log& log = logger->GetLog(LogType::TOOL);
-    log.logFunc(LogLevel::INFO, messages::Started(TARNIX_VERSION));
+    LogLines(LogLevel::INFO, messages::Started(TARNIX_VERSION));
     if (warning.code != 0) {
         LogLines(LogLevel::WARN, warning.message);
     }
     for (const std::string& fault : faults) {
-        log.logFunc(LogLevel::WARN, fault);
+        LogLines(LogLevel::WARN, fault);
     }
-    if (const TnResult nodes = conf.IntervalVarInit(); nodes.code != 0) {
-        LogLines(LogLevel::WARN, nodes.message);
-    }
-    LogLines(LogLevel::INFO, conf.confInfo);
-    if (const std::string names = EngineOptionsThatAreSet(conf); !names.empty()) {
-        log.logFunc(LogLevel::INFO, messages::EngineOptions(names));
-    }
+    LogSettings(conf);
 }
 
 /// Counters of this machine are looked for again and again, anything else has to be there now.
@@ -147,7 +109,7 @@ int Observe(ConfCtl& control, Conf& conf, const TnResult& warning, const Environ
     logger->SetLevel(static_cast<LogLevel>(conf.logLevel));
     logger->SetLogFile(conf.logFile);
     logger->InitSnapshot(conf.snapshotInterval);
-    const std::vector<std::string> faults = FileFaults();
+    const std::vector<std::string> faults = FileFaults(TARNIX_YAML);
     PassiveWatchdog watchdog;
     watchdog.Start(
         std::chrono::seconds(conf.watchdogTimeout));  // from here on even a log that hangs is an end
@@ -197,6 +159,7 @@ int Main(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    cli::OccupyStandardDescriptors();
     cli::InstallSignalHandlers();
     InstallReloadHandler();
     try {

@@ -60,6 +60,12 @@ std::string NotRunning(const std::string& path)
            "; TARNIX_RUNTIME_DIR names another directory";
 }
 
+std::string CannotReadLock(const std::string& path, int error)
+{
+    return "cannot read " + runtime::EscapeControl(path) + ": " + ErrorText(error) +
+           (error == EACCES ? "; run as root or as the user that runs tarnix" : "");
+}
+
 std::string CannotSignal(pid_t pid, int error)
 {
     return "cannot signal process " + std::to_string(pid) + ": " + ErrorText(error) +
@@ -77,6 +83,11 @@ std::string BadMapping(const std::string& word)
     return "TARNIX_MAP has \"" + runtime::EscapeControl(word) +
            "\", expected rx_outer=PMU/event/, rx_sccl=PMU/event/ or rx_ops_num=PMU/event/, with blanks "
            "between";
+}
+
+std::string MappedTwice(const std::string& event)
+{
+    return "TARNIX_MAP has " + event + " twice, expected it once";
 }
 
 std::string RecordingNotRegular(const std::string& path)
@@ -151,6 +162,13 @@ std::string MetricsNotWritten(const std::string& path, int error)
     return "the metrics file " + runtime::EscapeControl(path) + " is not written: " +
            (error != 0 ? ErrorText(error) : std::string("no new file came into being")) +
            "; its directory has to exist, to be writable and to have room";
+}
+
+std::string MetricsNotRegular(const std::string& path)
+{
+    return "the metrics file " + runtime::EscapeControl(path) +
+           " is not written: something that is no regular file stands there; remove it, or set "
+           "TARNIX_METRICS_FILE";
 }
 
 std::string MetricsWrittenAgain(const std::string& path)
@@ -231,11 +249,14 @@ std::string OwnCost(const Cost& cost)
            Fixed(static_cast<double>(cost.longestNs) / NS_PER_MS, 3) + " ms";
 }
 
-std::string Status(std::uint64_t period, bool counting, const UncoreMetrics& uncore)
+std::string Status(std::uint64_t periods, bool counting, const UncoreMetrics& uncore)
 {
-    const std::string score =
-        counting ? "score " + FloatToStr(uncore.numaScore, 4) : "no score (see the log)";
-    return score + ", tune period " + std::to_string(period);
+    if (!counting) {
+        return "no score (see the log), tune period " + std::to_string(periods);
+    }
+    return periods == 0
+               ? "no score yet"
+               : "score " + FloatToStr(uncore.numaScore, 4) + ", tune period " + std::to_string(periods);
 }
 
 }  // namespace tarnix::messages

@@ -21,9 +21,11 @@ namespace tarnix::messages {
 std::string CannotLock(const std::string& path, int error);
 std::string AlreadyRunning(pid_t pid, const std::string& path);
 std::string NotRunning(const std::string& path);
+std::string CannotReadLock(const std::string& path, int error);
 std::string CannotSignal(pid_t pid, int error);
 std::string UnknownSource(const std::string& source);
 std::string BadMapping(const std::string& word);
+std::string MappedTwice(const std::string& event);
 std::string RecordingNotRegular(const std::string& path);
 std::string CannotReadRecording(const std::string& path, int error);
 std::string CannotWriteOutput(int error);
@@ -40,6 +42,7 @@ std::string NoSource(const std::string& reason);
 std::string SourceLost(const std::string& reason);
 std::string RecordingEnded();
 std::string MetricsNotWritten(const std::string& path, int error);
+std::string MetricsNotRegular(const std::string& path);
 std::string MetricsWrittenAgain(const std::string& path);
 std::string Reloaded(const std::string& logLevel);
 std::string ReloadFailed(const std::string& reason);
@@ -61,8 +64,8 @@ struct Cost {
 };
 std::string OwnCost(const Cost& cost);
 
-/// The line that a service manager shows: the score, or why there is none.
-std::string Status(std::uint64_t period, bool counting, const UncoreMetrics& uncore);
+/// The line that a service manager shows: the score of the last of so many periods, or that there is none.
+std::string Status(std::uint64_t periods, bool counting, const UncoreMetrics& uncore);
 
 }  // namespace tarnix::messages
 

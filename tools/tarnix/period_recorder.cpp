@@ -41,12 +41,12 @@ PeriodRecorder::PeriodRecorder(bool enabled, const std::string& path)
     if (!path.empty()) {
         metrics.path = path;
     }
-    metrics.UpdatePageSizeKb(GetPageSizeKb());
     if (enabled) {
         mkdir(DirectoryOf(metrics.path).c_str(), 0755);  // what matters shows with the file
     }
     stamp = StampNow();
     stat.Init();
+    stat.Run();  // or the first period would be told of with the averages since boot
 }
 
 void PeriodRecorder::Record(std::uint64_t period, const UncoreMetrics& uncore, HealthMonitor& health)
@@ -57,8 +57,7 @@ void PeriodRecorder::Record(std::uint64_t period, const UncoreMetrics& uncore, H
     health.StartPhase("update_data");
     UpdateFigures(period, uncore);
     last = metrics.metrics;
-    metrics.Dump();
-    CheckDump();
+    Dump();
     health.EndPhase("update_data");
 }
 
@@ -75,11 +74,26 @@ void PeriodRecorder::UpdateFigures(std::uint64_t period, const UncoreMetrics& un
     metrics.UpdateLoopCnt(period);
 }
 
-void PeriodRecorder::CheckDump()
+void PeriodRecorder::Dump()
 {
     if (!metrics.enabled) {
         return;
     }
+    struct stat status {};
+    const bool isThere = lstat(metrics.path.c_str(), &status) == 0;
+    const bool wasObstructed = obstructed;
+    obstructed = isThere && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode);
+    if (!obstructed) {
+        metrics.Dump();
+        CheckDump();
+    } else if (!wasObstructed) {
+        remarks.push_back({LogLevel::WARN, messages::MetricsNotRegular(metrics.path)});
+        failing = true;
+    }
+}
+
+void PeriodRecorder::CheckDump()
+{
     const FileStamp now = StampNow();
     const bool written = now.inode != 0 && !(now == stamp);
     stamp = now;
@@ -94,7 +108,7 @@ void PeriodRecorder::CheckDump()
 PeriodRecorder::FileStamp PeriodRecorder::StampNow() const
 {
     struct stat status {};
-    if (::stat(metrics.path.c_str(), &status) != 0) {
+    if (::stat(metrics.path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return {};
     }
     return {status.st_ino, status.st_mtim.tv_sec * NS_PER_S + status.st_mtim.tv_nsec};

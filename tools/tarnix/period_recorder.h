@@ -19,7 +19,8 @@ namespace tarnix {
 class PeriodRecorder {
 public:
     /// Writes the metrics file at `path`, the library's own default when empty, unless not `enabled`; makes
-    /// its directory, mode 0755, if only that is missing.
+    /// its directory, mode 0755, if only that is missing. A dump replaces a file or a link, but nothing else
+    /// that may stand there.
     PeriodRecorder(bool enabled, const std::string& path);
 
     /// Takes the figures of the machine, adds those of the counters and writes the file. The phases
@@ -47,6 +48,7 @@ private:
 
     FileStamp StampNow() const;
     void UpdateFigures(std::uint64_t period, const UncoreMetrics& uncore);
+    void Dump();
     void CheckDump();
 
     Metrics metrics;
@@ -54,6 +56,7 @@ private:
     SystemMetrics last;
     FileStamp stamp;
     bool failing = false;
+    bool obstructed = false;  ///< something that is no file stands at the path
     std::vector<Remark> remarks;
 };
 

@@ -22,6 +22,10 @@ void InstallReloadHandler()
     action.sa_handler = NoteReload;
     sigemptyset(&action.sa_mask);
     sigaction(SIGHUP, &action, nullptr);
+    sigset_t taken;
+    sigemptyset(&taken);
+    sigaddset(&taken, SIGHUP);
+    sigprocmask(SIG_UNBLOCK, &taken, nullptr);
 }
 
 }  // namespace tarnix

@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstring>
@@ -16,6 +17,7 @@ namespace tarnix {
 namespace {
 
 constexpr std::int64_t NS_PER_US = 1000;
+constexpr std::int64_t MIN_PING_NS = 1000000;     // more often is work without end
 constexpr std::int64_t MAX_USEC = 86400'000'000;  // a day; more is as good as none
 
 /// The whole text as a positive number; 0 otherwise.
@@ -31,7 +33,7 @@ std::int64_t PingInterval(const Environment& environment)
 {
     const std::int64_t usec = Number(environment.watchdogUsec);
     const bool ours = environment.watchdogPid.empty() || Number(environment.watchdogPid) == getpid();
-    return ours && usec <= MAX_USEC ? usec * NS_PER_US / 2 : 0;
+    return ours && usec > 0 && usec <= MAX_USEC ? std::max(usec * NS_PER_US / 2, MIN_PING_NS) : 0;
 }
 
 }  // namespace

@@ -29,7 +29,8 @@ public:
     /// The loop is alive: to be called at least each PingIntervalNs, sends no more than needed.
     void Alive(std::int64_t nowNs);
 
-    /// Half of WATCHDOG_USEC in nanoseconds; 0 when the manager expects no pings of this process.
+    /// Half of WATCHDOG_USEC in nanoseconds, at least a millisecond; 0 when the manager expects no pings of
+    /// this process.
     std::int64_t PingIntervalNs() const { return pingIntervalNs; }
 
 private:

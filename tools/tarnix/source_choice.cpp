@@ -34,6 +34,11 @@ host::SourceResult OpenRecording(const std::string& path)
     return {std::move(result.source), std::move(result.error)};
 }
 
+bool IsEvent(const std::string& name)
+{
+    return name == "rx_outer" || name == "rx_sccl" || name == "rx_ops_num";
+}
+
 }  // namespace
 
 std::string ParseSource(const std::string& text, SourceChoice& choice)
@@ -60,10 +65,16 @@ std::string ParseMappings(const std::string& text, SourceChoice& choice)
     for (std::string word; words >> word;) {
         const std::size_t equals = word.find('=');
         const std::string target = equals == std::string::npos ? "" : word.substr(equals + 1);
-        if (equals == 0 || target.empty() || !host::ParseEventSpec(target).error.empty()) {
+        const std::string event = word.substr(0, equals);
+        if (!IsEvent(event) || target.empty() || !host::ParseEventSpec(target).error.empty()) {
             return messages::BadMapping(word);
         }
-        choice.mappings.push_back({word.substr(0, equals), target});
+        for (const host::EventMapping& mapping : choice.mappings) {
+            if (mapping.eventName == event) {
+                return messages::MappedTwice(event);
+            }
+        }
+        choice.mappings.push_back({event, target});
     }
     return {};
 }

@@ -51,9 +51,7 @@ void UncoreFeed::TryToOpen(std::int64_t nowNs)
 void UncoreFeed::Announce(std::int64_t nowNs)
 {
     state = State::COUNTING;
-    failureTold = false;
     announced = true;
-    batchPending = false;
     startNs = nowNs;
     remarks.push_back({LogLevel::INFO, messages::Counting(source->Describe())});
 }

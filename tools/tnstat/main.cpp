@@ -2,7 +2,6 @@
 //
 // tnstat: shows the metrics that tarnix writes, as a report, as CSV, or to Prometheus and browsers.
 
-#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -23,17 +22,6 @@
 namespace {
 
 using namespace tnstat;
-
-/// Whoever starts us may have closed standard descriptors. What is opened next would take their place and be
-/// written to; so something takes it that fails on use.
-void OccupyStandardDescriptors()
-{
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(fd, F_GETFD) < 0) {
-            open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-        }
-    }
-}
 
 /// The terminal's end is an end like SIGTERM, unless whoever starts us wants it ignored.
 void TakeHangUpForAnEnd()
@@ -83,7 +71,7 @@ int Main(int argc, char** argv, Channels channels)
 
 int main(int argc, char** argv)
 {
-    OccupyStandardDescriptors();
+    cli::OccupyStandardDescriptors();
     cli::InstallSignalHandlers();
     TakeHangUpForAnEnd();
     cli::Output out(STDOUT_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);

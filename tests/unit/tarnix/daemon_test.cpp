@@ -240,6 +240,17 @@ TEST_F(TarnixDaemon, AReloadIsTold)
     EXPECT_EQ(CountOf("reloaded: log-level is debug"), 1U);
 }
 
+TEST_F(TarnixDaemon, AReloadNamesTheFilesFaultsAndTheSettings)
+{
+    std::ofstream(yaml) << "log-levle: debug\n";
+    logger->ReloadPrepare();
+    Run(50);
+    EXPECT_EQ(CountOf("reloaded: log-level is info"), 1U);
+    EXPECT_EQ(CountOf("sampling-interval: 100"), 1U);
+    EXPECT_EQ(CountOf(yaml + ":1:1: "), 1U);
+    EXPECT_EQ(CountOf("log-levle"), 1U);
+}
+
 TEST_F(TarnixDaemon, AReloadThatFailsChangesNothing)
 {
     for (const char* const text : {"log-level: loud\n", "a: [", ""}) {

@@ -58,6 +58,18 @@ TEST(TarnixInstanceLock, MakesItsDirectoryAndHoldsTheProcessId)
     EXPECT_EQ(FileText(scratch / "run/tarnix.pid"), std::to_string(getpid()) + "\n");
 }
 
+TEST(TarnixInstanceLock, NobodyElseCanOpenTheFile)
+{
+    const ScratchDirectory scratch;
+    std::ofstream(scratch / "tarnix.pid") << "1\n";
+    ASSERT_EQ(chmod((scratch / "tarnix.pid").c_str(), 0666), 0);
+    InstanceLock lock(scratch / ".");
+    ASSERT_EQ(lock.Acquire(), "");
+    struct stat status {};
+    ASSERT_EQ(stat((scratch / "tarnix.pid").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
 TEST(TarnixInstanceLock, ASecondInstanceIsToldWhoRuns)
 {
     const ScratchDirectory scratch;

@@ -22,6 +22,10 @@ TEST(TarnixMessages, Startup)
     EXPECT_EQ(
         messages::CannotSignal(12, EPERM),
         "cannot signal process 12: Operation not permitted; run as root or as the user that runs tarnix");
+    EXPECT_EQ(messages::CannotReadLock("/run/x", EACCES),
+              "cannot read /run/x: Permission denied; run as root or as the user that runs tarnix");
+    EXPECT_EQ(messages::CannotReadLock("/run/x", ELOOP),
+              "cannot read /run/x: Too many levels of symbolic links");
     EXPECT_EQ(messages::CannotSignal(12, ESRCH), "cannot signal process 12: No such process");
     EXPECT_EQ(messages::CannotWriteOutput(ENOSPC),
               "cannot write to standard output: No space left on device");
@@ -61,6 +65,7 @@ TEST(TarnixMessages, APeriod)
         "period 9: score 0.9268, 123 operations, 4 from another socket, 5 from another die, in 1000 ms");
     EXPECT_EQ(messages::Status(9, true, uncore), "score 0.9268, tune period 9");
     EXPECT_EQ(messages::Status(9, false, uncore), "no score (see the log), tune period 9");
+    EXPECT_EQ(messages::Status(0, true, {}), "no score yet");
 }
 
 TEST(TarnixMessages, CpusInTheOrderOfTheKernel)

@@ -2,6 +2,11 @@
 
 #include "tools/tarnix/period_recorder.h"
 
+#include <sys/stat.h>
+#include <time.h>
+
+#include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -43,6 +48,8 @@ TEST(TarnixPeriodRecorder, WritesTheFigures)
     const std::string path = scratch / "made/metrics.bin";
     PeriodRecorder recorder(true, path);
     HealthMonitor health;
+    const timespec pause{0, 50000000};
+    nanosleep(&pause, nullptr);  // some ticks for the CPU sampler
     recorder.Record(7, Counted(), health);
     const SystemMetrics record = FileAt(path);
     EXPECT_EQ(record.loopCnt, 7U);
@@ -59,6 +66,11 @@ TEST(TarnixPeriodRecorder, WritesTheFigures)
     EXPECT_EQ(recorder.Last().loopCnt, 7U);
     EXPECT_EQ(recorder.Last().uncore.rxOpsNum, 4000U);
     EXPECT_GT(recorder.Cpus().cpuNum, 0);
+    float all = 0.0F;
+    for (int type = 0; type < 10; ++type) {
+        all += recorder.Cpus().GetAllCpuUtilRate(static_cast<Stat::Type>(type));
+    }
+    EXPECT_NEAR(all, 100.0F, 1.0F);
     EXPECT_GT(health.GetDurationNs("run_stat"), 0U);
     EXPECT_GT(health.GetDurationNs("update_data"), 0U);
     EXPECT_EQ(health.activeCount, 0U);
@@ -99,6 +111,47 @@ TEST(TarnixPeriodRecorder, TellsOnceThatTheFileIsNotWrittenAndOnceThatItIsAgain)
     EXPECT_EQ(remarks[0].level, LogLevel::INFO);
     EXPECT_EQ(remarks[0].text, "the metrics file " + path + " is written again");
     EXPECT_EQ(FileAt(path).loopCnt, 4U);
+}
+
+TEST(TarnixPeriodRecorder, WhatIsNoFileIsNotReplaced)
+{
+    const ScratchDirectory scratch;
+    const std::string fifo = scratch / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& path : {fifo, scratch / "dir", scratch / "dir/"}) {
+        std::filesystem::create_directories(scratch / "dir");
+        HealthMonitor health;
+        PeriodRecorder recorder(true, path);
+        recorder.Record(1, Counted(), health);
+        recorder.Record(2, Counted(), health);
+        const std::vector<Remark> remarks = recorder.TakeRemarks();
+        ASSERT_EQ(remarks.size(), 1U) << path;
+        EXPECT_EQ(remarks[0].text,
+                  "the metrics file " + path +
+                      " is not written: something that is no regular file stands there; remove it, "
+                      "or set TARNIX_METRICS_FILE");
+        EXPECT_FALSE(std::filesystem::is_regular_file(path));
+    }
+    HealthMonitor health;
+    PeriodRecorder recorder(true, fifo);
+    recorder.Record(1, Counted(), health);
+    ASSERT_EQ(std::remove(fifo.c_str()), 0);
+    recorder.Record(2, Counted(), health);
+    ASSERT_EQ(recorder.TakeRemarks().size(), 2U);
+    EXPECT_EQ(FileAt(fifo).loopCnt, 2U);
+}
+
+TEST(TarnixPeriodRecorder, APlantedLinkIsReplacedAndNotFollowed)
+{
+    const ScratchDirectory scratch;
+    std::ofstream(scratch / "victim") << "precious";
+    std::filesystem::create_symlink(scratch / "victim", scratch / "metrics.bin");
+    HealthMonitor health;
+    PeriodRecorder recorder(true, scratch / "metrics.bin");
+    recorder.Record(1, Counted(), health);
+    EXPECT_EQ(std::filesystem::file_size(scratch / "victim"), 8U);
+    EXPECT_FALSE(std::filesystem::is_symlink(scratch / "metrics.bin"));
+    EXPECT_EQ(FileAt(scratch / "metrics.bin").loopCnt, 1U);
 }
 
 TEST(TarnixPeriodRecorder, AnOldFileThatStaysIsNoDump)

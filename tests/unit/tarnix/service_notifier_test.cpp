@@ -74,10 +74,12 @@ TEST(TarnixServiceNotifier, OddWatchdogVariablesAreNone)
                  {"10x", "", 0},
                  {"99999999999999999999", "", 0},
                  {"86400000001", "", 0},
+                 {"1", "", 1000000},
+                 {"4000", "", 2000000},
                  {"1000", "1", 0},
                  {"1000", "x", 0},
-                 {"1000", "", 500000},
-                 {"1000", ours, 500000}};
+                 {"1000", "", 1000000},
+                 {"1000", ours, 1000000}};
     for (const auto& row : cases) {
         EXPECT_EQ(ServiceNotifier(With("/nowhere", row.usec, row.pid)).PingIntervalNs(), row.interval)
             << row.usec << " " << row.pid;
@@ -88,7 +90,7 @@ TEST(TarnixServiceNotifier, OddWatchdogVariablesAreNone)
 TEST(TarnixServiceNotifier, ASocketThatCannotBeIsLeftAlone)
 {
     const std::pair<std::string, std::int64_t> cases[] = {
-        {"", 0}, {"relative", 0}, {std::string(108, '/'), 0}, {"/none/there", 500000}};
+        {"", 0}, {"relative", 0}, {std::string(108, '/'), 0}, {"/none/there", 1000000}};
     for (const auto& [name, interval] : cases) {
         ServiceNotifier notifier(With(name, "1000"));
         EXPECT_EQ(notifier.PingIntervalNs(), interval) << name;

@@ -55,13 +55,20 @@ TEST(TarnixSourceChoice, ReadsMappings)
 
 TEST(TarnixSourceChoice, RefusesWhatIsNoMapping)
 {
-    for (const std::string text : {"rx_outer", "=hub/ev/", "rx_outer=", "rx_outer=hub"}) {
+    for (const std::string text : {"rx_outer", "=hub/ev/", "rx_outer=", "rx_outer=hub", "rx_outr=hub/ev/"}) {
         SourceChoice choice;
         EXPECT_EQ(ParseMappings("rx_sccl=a/b/ " + text, choice),
                   "TARNIX_MAP has \"" + text +
                       "\", expected rx_outer=PMU/event/, rx_sccl=PMU/event/ or rx_ops_num=PMU/event/, with "
                       "blanks between");
     }
+}
+
+TEST(TarnixSourceChoice, RefusesAnEventMappedTwice)
+{
+    SourceChoice choice;
+    EXPECT_EQ(ParseMappings("rx_sccl=a/b/ rx_outer=a/c/ rx_sccl=a/d/", choice),
+              "TARNIX_MAP has rx_sccl twice, expected it once");
 }
 
 TEST(TarnixSourceChoice, LiveCountersThatAreNotThereAreExplainedInItsOwnTerms)
@@ -73,8 +80,8 @@ TEST(TarnixSourceChoice, LiveCountersThatAreNotThereAreExplainedInItsOwnTerms)
     std::filesystem::create_directories(scratch / "sys/bus/event_source/devices");
     EXPECT_THAT(OpenSource(choice).error,
                 testing::HasSubstr("take the counts from other events with TARNIX_MAP=rx_outer=PMU/event/"));
-    choice.mappings = {{"rx_bogus", "hub/ev/"}};
-    EXPECT_THAT(OpenSource(choice).error, testing::StartsWith("TARNIX_MAP=rx_bogus=hub/ev/: "));
+    choice.mappings = {{"rx_outer", "hub/ev/"}};
+    EXPECT_THAT(OpenSource(choice).error, testing::StartsWith("TARNIX_MAP=rx_outer=hub/ev/: no PMU 'hub'"));
 }
 
 TEST(TarnixSourceChoice, TheDemonstrationFollowsTheInterval)
