@@ -162,6 +162,11 @@ DoctorCheck CheckPermission(const std::string& procfs)
                                (!capabilities ? "unknown"
                                 : admin       ? "yes"
                                               : "no");
+    if (perfmon && !admin && paranoid && *paranoid > 2) {
+        return Check("permission", Verdict::WARN, detail,
+                     "kernels of Debian ask for CAP_SYS_ADMIN above 2: set kernel.perf_event_paranoid "
+                     "to 2");
+    }
     if (perfmon || admin || (paranoid && *paranoid < 1)) {
         return Check("permission", Verdict::OK, detail);
     }

@@ -85,7 +85,9 @@ std::string Remedy(int errorNumber, const DescriptorLimit& limit)
         case EACCES:
         case EPERM:
             return "run as root, give the program CAP_PERFMON (before Linux 5.8 CAP_SYS_ADMIN) or set "
-                   "kernel.perf_event_paranoid below 1; in a container its seccomp profile must allow "
+                   "kernel.perf_event_paranoid below 1; where it is above 2, kernels of Debian ignore "
+                   "CAP_PERFMON: "
+                   "set it to 2; in a container its seccomp profile must allow "
                    "perf_event_open too";
         case EINVAL:
             return "the PMU refuses this configuration or the CPU is offline or out of range, check the "

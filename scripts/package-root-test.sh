@@ -149,6 +149,7 @@ inside dpkg-query --show --showformat='${Conffiles}\n' tarnix | cut -d' ' -f2 | 
 echo "the programs"
 inside tnstat --version | grep -q "^tnstat ${old%%[+~]*}" || fail "tnstat --version"
 inside tarnix --version | grep -q "^tarnix version: ${old%%[+~]*}" || fail "tarnix --version"
+inside pkg-config --modversion scenario_numa | grep -qx "${old%%[+~]*}" || fail "pkg-config scenario_numa"
 inside numa-score --version | grep -q "${old%%[+~]*}" || fail "numa-score --version"
 quietly "tarnix-config finds faults in the installed file" inside tarnix-config check
 quietly "numa-score does not find the plug-in" inside numa-score demo --duration 1 --speed max --quiet

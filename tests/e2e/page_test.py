@@ -39,12 +39,11 @@ def check(condition, what):
 
 # The metrics file: offsets of docs/runtime-metrics.md.
 
-def record(loop, score, nodes=NODES, moved=True):
+def record(loop, score, nodes=NODES, moved=True, operations=21000000):
     data = bytearray(1248)
-    operations = 21000000
     remote = round(operations * (1 - score))
     struct.pack_into('<Qii', data, 0, loop, 4, nodes)
-    struct.pack_into('<QQQQf', data, 16, 1000, operations, remote * 2 // 3, remote - remote * 2 // 3, score)
+    struct.pack_into('<QQQQf', data, 16, 1000 if operations else 0, operations, remote * 2 // 3, remote - remote * 2 // 3, score)
     for source in range(nodes):
         struct.pack_into('<I', data, 72 + 1044 + 4 * source, int(FREE_GIB[source % 4] * (1 << 20)))
         for target in range(nodes):
@@ -366,6 +365,18 @@ def check_everything(program, browser, directory, scratch):
         check_fits(page, 'fault')
         shot('fault-dark-400')
 
+        dump(path, record(3001, 1.0, operations=0), time.time())
+        page.await_true('document.getElementById("quality").textContent.includes("measured")',
+                        'the notice that nothing was measured')
+        check(page.text('score') == '\u2013' and page.text('remote') == '',
+              f'no score where nothing was measured: {page.text("score")} {page.text("remote")}')
+
+        exporter.process.send_signal(signal.SIGSTOP)
+        page.await_true('document.getElementById("notice").textContent.startsWith("The exporter does not answer")',
+                        'the notice of an exporter that hangs')
+        exporter.process.send_signal(signal.SIGCONT)
+        page.await_true('document.getElementById("notice").textContent === ""', 'the end of that notice')
+
         check(exporter.stop() == 0, 'the exporter ends')
         page.await_true('document.getElementById("notice").textContent.startsWith("The exporter does not answer")',
                         'the notice of a silent exporter')
@@ -379,7 +390,7 @@ def check_everything(program, browser, directory, scratch):
         page.open(exporter.url)
         page.evaluate('document.querySelector("a[href=metrics]").focus()')
         page.key('Enter', 13)
-        page.await_true('location.pathname === "/metrics" && document.body.innerText.includes("tarnix_up 0")',
+        page.await_true('location.pathname === "/metrics" && document.body.innerText.includes("tarnix_up 1")',
                         'the metrics behind the link')
     finally:
         if page:

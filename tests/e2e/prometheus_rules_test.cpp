@@ -243,6 +243,8 @@ TEST(DashboardTest, CanBeProvisioned)
     EXPECT_EQ(variables["datasource"]["type"], "datasource");
     EXPECT_EQ(variables["datasource"]["query"], "prometheus");
     EXPECT_EQ(variables["instance"]["type"], "query");
+    EXPECT_EQ(variables["job"]["allValue"], "tarnix.*")
+        << "All means all of ours, not all of that Prometheus";
 
     const YAML::Node provisioning = YAML::LoadFile(PROVISIONING);
     EXPECT_EQ(provisioning["apiVersion"].as<int>(), 1);

@@ -355,6 +355,22 @@ TEST_F(TnstatBadFile, WhatIsNoMetricsFileIsAnAnswer)
     }
 }
 
+TEST_F(TnstatBadFile, TheExporterSaysWhatTurnedBadAndSaysItOnce)
+{
+    Replace(TellingRecord());
+    const Exporter exporter(TNSTAT, LOOPBACK);
+    ASSERT_NE(exporter.port, 0U) << exporter.program->Err();
+    const auto says = [&exporter](const std::string& text) {
+        return support::Eventually([&] { return exporter.program->Err().find(text) != std::string::npos; });
+    };
+    Replace(TellingRecord(), 7);
+    EXPECT_TRUE(says(" holds 7 bytes, expected 1248"));
+    std::filesystem::remove(file);
+    EXPECT_TRUE(says("tnstat: cannot read the metrics file " + file + ": No such file or directory"));
+    const std::string err = exporter.program->Err();
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 3) << err;
+}
+
 TEST_F(TnstatBadFile, APathNoFileCanHaveIsAnAnswer)
 {
     const struct {

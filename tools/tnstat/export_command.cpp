@@ -37,9 +37,16 @@ void Say(const std::string& line, Channels channels)
 
 /// Serves until a signal asks for the end. The signals are blocked except while waiting, so that none comes
 /// between the look and the wait.
-void AwaitStop(HttpServer& server, const sigset_t& before)
+/// Meanwhile says what is wrong with the metrics file, each time that it is something else.
+void AwaitStop(HttpServer& server, const std::string& metricsPath, Channels channels, const sigset_t& before)
 {
+    std::string said;
     while (!cli::StopRequested()) {
+        const std::string fault = ReadMetricsFile(metricsPath).fault;
+        if (!fault.empty() && fault != said) {
+            Say(fault, channels);
+        }
+        said = fault;
         const timespec pause{PATROL_SECONDS, 0};
         pselect(0, nullptr, nullptr, nullptr, &pause, &before);
         server.DropSlow(std::chrono::seconds(HttpServer::REQUEST_SECONDS));
@@ -66,10 +73,7 @@ int ExportCommand(const TnStatConf& conf, const std::string& metricsPath, Channe
         return EXIT_RUN_TIME;
     }
     Say(messages::Listening(server.Url()), channels);
-    if (const Reading reading = ReadMetricsFile(metricsPath); !reading.IsGood()) {
-        Say(reading.fault, channels);
-    }
-    AwaitStop(server, before);
+    AwaitStop(server, metricsPath, channels, before);
     // Should the end hang, a further signal kills.
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     server.Stop();

@@ -159,7 +159,13 @@ TEST_F(DoctorTest, Permission)
         {"-1", "0000000000000000",
          "permission | OK | perf_event_paranoid -1, CAP_PERFMON no, CAP_SYS_ADMIN no | "},
         {"4", "0000004000000000",
-         "permission | OK | perf_event_paranoid 4, CAP_PERFMON yes, CAP_SYS_ADMIN no | "},
+         "permission | WARN | perf_event_paranoid 4, CAP_PERFMON yes, CAP_SYS_ADMIN no | kernels of Debian "
+         "ask for "
+         "CAP_SYS_ADMIN above 2: set kernel.perf_event_paranoid to 2"},
+        {"2", "0000004000000000",
+         "permission | OK | perf_event_paranoid 2, CAP_PERFMON yes, CAP_SYS_ADMIN no | "},
+        {"4", "0000004000200000",
+         "permission | OK | perf_event_paranoid 4, CAP_PERFMON yes, CAP_SYS_ADMIN yes | "},
         {"4", "0000000000200000",
          "permission | OK | perf_event_paranoid 4, CAP_PERFMON no, CAP_SYS_ADMIN yes | "},
         {"x", "nothing",

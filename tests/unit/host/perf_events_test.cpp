@@ -241,7 +241,9 @@ TEST(OpenFailure, EachErrorHasItsRemedy)
 {
     const std::string permission =
         "run as root, give the program CAP_PERFMON (before Linux 5.8 CAP_SYS_ADMIN) or set "
-        "kernel.perf_event_paranoid below 1; in a container its seccomp profile must allow perf_event_open "
+        "kernel.perf_event_paranoid below 1; where it is above 2, kernels of Debian ignore CAP_PERFMON: set "
+        "it to "
+        "2; in a container its seccomp profile must allow perf_event_open "
         "too";
     const struct {
         int errorNumber;

@@ -2,6 +2,7 @@
 'use strict';
 
 const POLL_MS = 1000;
+const ANSWER_MS = 5000;
 const SPAN_MS = 10 * 60 * 1000;
 const GAP_MS = 150 * 1000; // further apart, two points are not joined
 const LEFT = 44, TOP = 8, HEIGHT = 220, BOTTOM = HEIGHT - 24;
@@ -174,8 +175,9 @@ function show(state) {
   notice(noticeOf(state));
   drawChart(state.history, state.now_ms);
   byId('quality').textContent = state.up ? state.flags.map((flag) => FLAGS[flag] || flag).join('; ') : '';
-  figure('score', state.up ? state.score.toFixed(4) : '\u2013');
-  figure('remote', state.up ? ((1 - state.score) * 100).toFixed(1) + ' % crossed to another node' : '');
+  const scored = state.up && !state.flags.includes('no_interval') && !state.flags.includes('no_operations');
+  figure('score', scored ? state.score.toFixed(4) : '\u2013');
+  figure('remote', scored ? ((1 - state.score) * 100).toFixed(1) + ' % crossed to another node' : '');
   figure('operations', state.up ? Math.round(state.operations_per_second).toLocaleString('en') : '\u2013');
   figure('loops', state.up ? state.loops.toLocaleString('en') : '\u2013');
   figure('age', state.age_seconds === null ? '\u2013' : duration(state.age_seconds));
@@ -189,7 +191,7 @@ function show(state) {
 async function poll() {
   if (!document.hidden) {
     try {
-      const answer = await fetch('state.json', { cache: 'no-store' });
+      const answer = await fetch('state.json', { cache: 'no-store', signal: AbortSignal.timeout(ANSWER_MS) });
       show(await answer.json());
     } catch (error) {
       notice('The exporter does not answer; these figures are stale.');
