@@ -185,21 +185,21 @@ private:
 
     bool AddMapping(const EventMapping& mapping, const std::vector<std::string>& names)
     {
-        const EventSpecResult parsed = ParseEventSpec(mapping.target);
+        const EventSelectorResult parsed = ParseEventSelector(mapping.target);
         if (!parsed.error.empty()) {
             plan.error = MappingMessage(options, mapping, parsed.error);
             return false;
         }
-        const std::vector<std::string> matches = MatchPmus(names, parsed.spec.pmu);
+        const std::vector<std::string> matches = MatchPmus(names, parsed.selector.pmu);
         if (matches.empty()) {
-            plan.error = NoSuchPmuMessage(options, mapping, parsed.spec.pmu, names);
+            plan.error = NoSuchPmuMessage(options, mapping, parsed.selector.pmu, names);
             return false;
         }
         for (const std::string& name : matches) {
             const Pmu pmu = ReadPmu(options.sysfsRoot, name);
             plan.error = pmu.error;
             if (plan.error.empty()) {
-                plan.error = AddEvent(pmu, mapping.eventName, parsed.spec.terms, mapping.target);
+                plan.error = AddEvent(pmu, mapping.eventName, parsed.selector.terms, mapping.target);
             }
             if (!plan.error.empty()) {
                 plan.error = MappingMessage(options, mapping, plan.error);

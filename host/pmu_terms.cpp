@@ -269,9 +269,9 @@ EventTermsResult ParseEventTerms(std::string_view text)
     return ParseTerms(event, event);
 }
 
-EventSpecResult ParseEventSpec(std::string_view text)
+EventSelectorResult ParseEventSelector(std::string_view text)
 {
-    EventSpecResult result;
+    EventSelectorResult result;
     const std::size_t slash = text.find('/');
     if (slash == std::string_view::npos) {
         result.error = SpecMessage(text, "no '/' after the PMU");
@@ -308,8 +308,8 @@ EventSpecResult ParseEventSpec(std::string_view text)
             return result;
         }
     }
-    result.spec.pmu = std::string(pmu);
-    result.spec.terms = std::move(parsed.terms);
+    result.selector.pmu = std::string(pmu);
+    result.selector.terms = std::move(parsed.terms);
     return result;
 }
 

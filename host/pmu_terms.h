@@ -45,13 +45,13 @@ struct EventTermsResult {
 };
 
 /// An event as a user names it: "PMU/event/" or "PMU/term=value,.../".
-struct EventSpec {
+struct EventSelector {
     std::string pmu;
     std::vector<EventTerm> terms;  ///< at least one; a bare name may be an event or a term
 };
 
-struct EventSpecResult {
-    EventSpec spec;
+struct EventSelectorResult {
+    EventSelector selector;
     std::string error;
 };
 
@@ -72,7 +72,7 @@ FormatTerm ParseFormat(std::string_view name, std::string_view text);
 EventTermsResult ParseEventTerms(std::string_view text);
 
 /// Parses what a user wrote. A term "name=?" is refused here: a user gives values.
-EventSpecResult ParseEventSpec(std::string_view text);
+EventSelectorResult ParseEventSelector(std::string_view text);
 
 /// Puts the values of `terms` into configuration words. The terms config, config1 and config2 set a whole
 /// word and need no format; every other one must be in `formats`, and its value must fit. When a name comes

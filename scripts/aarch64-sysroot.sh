@@ -6,6 +6,7 @@
 #
 #   scripts/aarch64-sysroot.sh DIRECTORY
 set -euo pipefail
+. "$(dirname "$0")/debian-fetch.sh"
 
 packages=(libc6-dev libstdc++-12-dev liblog4cplus-dev libsafec-dev libyaml-cpp-dev libnuma-dev libgtest-dev
           libgmock-dev libcli11-dev nlohmann-json3-dev libmicrohttpd-dev prometheus-cpp-dev libssl-dev)
@@ -21,25 +22,11 @@ fi
 rm -f "$stamp"
 
 state=$root/.apt
-mkdir -p "$state/lists/partial" "$state/cache/archives/partial" "$state/log" "$state/etc-dpkg"
-: > "$state/status"
-apt=(apt-get -qq -y
-     -o APT::Architecture=arm64 -o APT::Architectures::=arm64 -o APT::Install-Recommends=false
-     -o APT::Sandbox::User=root -o Dir::State="$state" -o Dir::State::Lists="$state/lists"
-     -o Dir::State::status="$state/status" -o Dir::Cache="$state/cache" -o Dir::Log="$state/log"
-     -o Debug::NoLocking=true)
-
+private_apt "$state" -o APT::Architecture=arm64 -o APT::Architectures::=arm64 -o APT::Install-Recommends=false
 echo "aarch64 sysroot: fetching ${packages[*]} for arm64 (only into $(basename "$root"))"
-for attempt in 1 2 3; do
-  "${apt[@]}" update && break
-  [ "$attempt" = 3 ] && { echo "aarch64 sysroot: no arm64 package lists could be fetched; check the package sources" >&2; exit 1; }
-  sleep 3
-done
-for attempt in 1 2 3; do
-  "${apt[@]}" install --download-only "${packages[@]}" && break
-  [ "$attempt" = 3 ] && { echo "aarch64 sysroot: the arm64 packages could not be fetched" >&2; exit 1; }
-  sleep 3
-done
+three_times "aarch64 sysroot: no arm64 package lists could be fetched; check the package sources" "${apt[@]}" update
+three_times "aarch64 sysroot: the arm64 packages could not be fetched" \
+  "${apt[@]}" install --download-only "${packages[@]}"
 for package in "$state"/cache/archives/*.deb; do
   dpkg-deb -x "$package" "$root"
 done

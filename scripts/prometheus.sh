@@ -7,6 +7,7 @@
 #
 #   scripts/prometheus.sh DIRECTORY
 set -euo pipefail
+. "$(dirname "$0")/debian-fetch.sh"
 
 package=prometheus
 programs=(promtool prometheus)
@@ -22,24 +23,11 @@ fi
 rm -f "$stamp"
 
 state=$root/.apt
-rm -rf "$state"
-mkdir -p "$state/lists/partial" "$state/cache/archives/partial" "$state/log"
-: > "$state/status"
-apt=(apt-get -qq -y -o APT::Sandbox::User=root -o Dir::State="$state" -o Dir::State::Lists="$state/lists"
-     -o Dir::State::status="$state/status" -o Dir::Cache="$state/cache" -o Dir::Log="$state/log"
-     -o Debug::NoLocking=true)
-
+private_apt "$state"
+fetch() { (cd "$state/cache/archives" && "${apt[@]}" download "$package"); }
 echo "prometheus: fetching Debian's package $package (only into $(basename "$root"))"
-for attempt in 1 2 3; do
-  "${apt[@]}" update && break
-  [ "$attempt" = 3 ] && { echo "prometheus: no package lists could be fetched; check the package sources" >&2; exit 1; }
-  sleep 3
-done
-for attempt in 1 2 3; do
-  (cd "$state/cache/archives" && "${apt[@]}" download "$package") && break
-  [ "$attempt" = 3 ] && { echo "prometheus: the package $package could not be fetched" >&2; exit 1; }
-  sleep 3
-done
+three_times "prometheus: no package lists could be fetched; check the package sources" "${apt[@]}" update
+three_times "prometheus: the package $package could not be fetched" fetch
 dpkg-deb -x "$state"/cache/archives/"$package"_*.deb "$root"
 rm -rf "$state"
 

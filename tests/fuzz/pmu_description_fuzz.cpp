@@ -111,12 +111,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(event.error.empty() != event.terms.empty(), "an event has terms or an error");
     CheckTerms(event.terms, format);
 
-    const host::EventSpecResult spec = host::ParseEventSpec(texts[3]);
-    CheckMessage(spec.error);
-    Require(spec.error.empty() != spec.spec.terms.empty(), "a spec has terms or an error");
-    if (spec.error.empty()) {
-        Require(host::IsPmuName(spec.spec.pmu), "the PMU of a spec stays inside its directory");
-        CheckTerms(spec.spec.terms, format);
+    const host::EventSelectorResult selector = host::ParseEventSelector(texts[3]);
+    CheckMessage(selector.error);
+    Require(selector.error.empty() != selector.selector.terms.empty(), "a selector has terms or an error");
+    if (selector.error.empty()) {
+        Require(host::IsPmuName(selector.selector.pmu), "the PMU of a selector stays inside its directory");
+        CheckTerms(selector.selector.terms, format);
     }
     return 0;
 }

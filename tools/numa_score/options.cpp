@@ -221,7 +221,7 @@ std::string Parser::ApplyOption(const CommandRow& command, Given& given, Options
 std::string Parser::Check(const Options& options)
 {
     for (const host::EventMapping& mapping : options.mappings) {
-        const std::string error = host::ParseEventSpec(mapping.target).error;
+        const std::string error = host::ParseEventSelector(mapping.target).error;
         if (!error.empty()) {
             return BadMapping(mapping.eventName, mapping.target, error);
         }

@@ -34,6 +34,9 @@ UncoreFeed::State Daemon::Run()
     health.StartPhase(CYCLE);
     UncoreFeed::State state = Sample();
     samples = 0;  // the first one only starts the counting
+    if (state == UncoreFeed::State::ENDED) {
+        ClosePeriod();  // a recording of one moment
+    }
     parts.notifier.Ready(StatusLine());
     const auto goesOn = [](UncoreFeed::State now) {
         return now == UncoreFeed::State::COUNTING || now == UncoreFeed::State::NO_SOURCE;

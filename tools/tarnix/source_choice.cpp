@@ -66,7 +66,7 @@ std::string ParseMappings(const std::string& text, SourceChoice& choice)
         const std::size_t equals = word.find('=');
         const std::string target = equals == std::string::npos ? "" : word.substr(equals + 1);
         const std::string event = word.substr(0, equals);
-        if (!IsEvent(event) || target.empty() || !host::ParseEventSpec(target).error.empty()) {
+        if (!IsEvent(event) || target.empty() || !host::ParseEventSelector(target).error.empty()) {
             return messages::BadMapping(word);
         }
         for (const host::EventMapping& mapping : choice.mappings) {

@@ -35,9 +35,9 @@ void Say(const std::string& line, Channels channels)
     channels.err.Commit();
 }
 
-/// Serves until a signal asks for the end. The signals are blocked except while waiting, so that none comes
-/// between the look and the wait.
-/// Meanwhile says what is wrong with the metrics file, each time that it is something else.
+/// Serves until a signal asks for the end, and meanwhile says what is wrong with the metrics file, each time
+/// that it is something else. The signals are blocked except while waiting, so that none comes between the
+/// look and the wait.
 void AwaitStop(HttpServer& server, const std::string& metricsPath, Channels channels, const sigset_t& before)
 {
     std::string said;

@@ -240,23 +240,24 @@ TEST(PmuEncode, AWideFormatListStaysShortInTheMessage)
     EXPECT_THAT(error, testing::EndsWith(", ..., config, config1, config2"));
 }
 
-TEST(EventSpec, ReadsEventsAndTerms)
+TEST(EventSelector, ReadsEventsAndTerms)
 {
-    const host::EventSpecResult event = host::ParseEventSpec("msr/tsc/");
+    const host::EventSelectorResult event = host::ParseEventSelector("msr/tsc/");
     ASSERT_EQ(event.error, "");
-    EXPECT_EQ(event.spec.pmu, "msr");
-    ASSERT_THAT(event.spec.terms, SizeIs(1));
-    EXPECT_EQ(event.spec.terms[0].name, "tsc");
-    EXPECT_TRUE(event.spec.terms[0].bare);
+    EXPECT_EQ(event.selector.pmu, "msr");
+    ASSERT_THAT(event.selector.terms, SizeIs(1));
+    EXPECT_EQ(event.selector.terms[0].name, "tsc");
+    EXPECT_TRUE(event.selector.terms[0].bare);
 
-    const host::EventSpecResult terms = host::ParseEventSpec("uncore_x-1.2/remote,node=3,config1=0x10/");
+    const host::EventSelectorResult terms =
+        host::ParseEventSelector("uncore_x-1.2/remote,node=3,config1=0x10/");
     ASSERT_EQ(terms.error, "");
-    EXPECT_EQ(terms.spec.pmu, "uncore_x-1.2");
-    ASSERT_THAT(terms.spec.terms, SizeIs(3));
-    EXPECT_EQ(terms.spec.terms[2].value, 0x10U);
+    EXPECT_EQ(terms.selector.pmu, "uncore_x-1.2");
+    ASSERT_THAT(terms.selector.terms, SizeIs(3));
+    EXPECT_EQ(terms.selector.terms[2].value, 0x10U);
 }
 
-TEST(EventSpec, SaysWhatIsWrong)
+TEST(EventSelector, SaysWhatIsWrong)
 {
     const std::string advice = ", expected PMU/event/ or PMU/term=value,.../";
     const struct {
@@ -281,10 +282,10 @@ TEST(EventSpec, SaysWhatIsWrong)
         {"m\n/x/", "event 'm\\n/x/': 'm\\n' cannot be the name of a PMU" + advice},
     };
     for (const auto& row : cases) {
-        const host::EventSpecResult result = host::ParseEventSpec(row.text);
+        const host::EventSelectorResult result = host::ParseEventSelector(row.text);
         EXPECT_EQ(result.error, row.error);
-        EXPECT_THAT(result.spec.terms, IsEmpty());
-        EXPECT_EQ(result.spec.pmu, "");
+        EXPECT_THAT(result.selector.terms, IsEmpty());
+        EXPECT_EQ(result.selector.pmu, "");
     }
 }
 

@@ -154,7 +154,8 @@ TEST_F(TarnixDaemon, AMachineThatSleptIsNotCaughtUpWith)
     EXPECT_GE(Written().loopCnt, 7U);
 }
 
-TEST_F(TarnixDaemon, ARecordingsLastPeriodIsWrittenToo)
+/// A recording of one batch, its end at that time.
+std::unique_ptr<UncoreFeed> OneBatch(std::int64_t endMs)
 {
     host::CounterBatch batch;
     host::CounterSample sample;
@@ -162,15 +163,25 @@ TEST_F(TarnixDaemon, ARecordingsLastPeriodIsWrittenToo)
     sample.count = 42;
     batch.samples = {sample};
     batch.intervalMs = 100;
-    batch.timeNs = 300 * support::NS_PER_MS;
-    feed = std::make_unique<UncoreFeed>(
+    batch.timeNs = endMs * support::NS_PER_MS;
+    return std::make_unique<UncoreFeed>(
         std::make_unique<ScriptedSource>(std::vector<host::CounterBatch>{batch}));
-    EXPECT_EQ(Run(60000), UncoreFeed::State::ENDED);
-    EXPECT_EQ(clock.NowMs(), 300);
-    EXPECT_EQ(Written().loopCnt, 1U);
-    EXPECT_EQ(Written().uncore.rxOpsNum, 42U);
-    EXPECT_THAT(lines, ElementsAre("counting: a script", "the recording is at its end",
-                                   "ended after 1 tune periods"));
+}
+
+TEST_F(TarnixDaemon, ARecordingsLastPeriodIsWrittenToo)
+{
+    for (const std::int64_t endMs : {300, 0}) {
+        lines.clear();
+        clock.nowNs = 0;
+        feed = OneBatch(endMs);
+        EXPECT_EQ(Run(60000), UncoreFeed::State::ENDED);
+        EXPECT_EQ(clock.NowMs(), endMs);
+        EXPECT_EQ(Written().loopCnt, 1U);
+        EXPECT_EQ(Written().uncore.rxOpsNum, 42U);
+        EXPECT_THAT(lines, ElementsAre("counting: a script", "the recording is at its end",
+                                       "ended after 1 tune periods"));
+        std::filesystem::remove(scratch / "metrics.bin");
+    }
 }
 
 TEST_F(TarnixDaemon, WithoutASourceEverythingElseGoesOn)
