@@ -1,6 +1,12 @@
 # SPDX-License-Identifier: MIT
 # Hardening of what is shipped. _FORTIFY_SOURCE needs optimisation, and sanitizers bring their own checks.
 include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+# Programs are linked as position-independent ones even where that is not the compiler's default.
+check_pie_supported(OUTPUT_VARIABLE pie_output LANGUAGES CXX)
+if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
+  message(STATUS "The programs are not position-independent: ${pie_output}")
+endif()
 add_library(project_hardening INTERFACE)
 if(NOT SCENARIO_NUMA_SANITIZE)
   target_compile_options(project_hardening INTERFACE -fstack-protector-strong -fstack-clash-protection)

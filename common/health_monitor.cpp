@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <locale>
 #include <sstream>
+#include <utility>
 
 #include "common/monotonic_ns.h"
 
@@ -16,8 +17,21 @@ std::string Fixed3(double value, const char* unit)
 {
     std::ostringstream text;
     text.imbue(std::locale::classic());
+    text.exceptions(std::ios::badbit);  // memory that runs out is told, rather than cutting the text off
     text << std::fixed << std::setprecision(3) << value << unit;
     return text.str();
+}
+
+/// The phase of that name, with its name: made whole or, when memory runs out, not at all.
+HealthPhase& PhaseOf(std::unordered_map<std::string, HealthPhase>& phases, const std::string& name)
+{
+    const auto found = phases.find(name);
+    if (found != phases.end()) {
+        return found->second;
+    }
+    HealthPhase phase;
+    phase.name = name;
+    return phases.emplace(name, std::move(phase)).first->second;
 }
 
 }  // namespace
@@ -31,8 +45,7 @@ HealthMonitor::HealthMonitor()
 
 void HealthMonitor::StartPhase(const std::string& name)
 {
-    HealthPhase& phase = phases[name];
-    phase.name = name;
+    HealthPhase& phase = PhaseOf(phases, name);
     phase.startNs = runtime::MonotonicNs();
     ++activeCount;
 }
@@ -79,8 +92,7 @@ void HealthMonitor::ArchivePhase(const std::string& from, const std::string& to)
         return;
     }
     HealthPhase& source = found->second;  // stays valid when the map grows
-    HealthPhase& target = phases[to];
-    target.name = to;
+    HealthPhase& target = PhaseOf(phases, to);
     target.durationNs = source.durationNs;
     source.startNs = 0;
 }
@@ -101,6 +113,7 @@ std::string HealthMonitor::LogAll() const
 {
     std::ostringstream text;
     text.imbue(std::locale::classic());
+    text.exceptions(std::ios::badbit);
     const auto row = [&text](const std::string& left, const std::string& right) {
         text << "| " << std::left << std::setw(26) << left << " | " << std::setw(15) << right << " |\n";
     };
@@ -123,8 +136,9 @@ std::string HealthMonitor::LogAllIfNeeded()
     if (lastReportNs != 0 && now - lastReportNs <= REPORT_PAUSE_NS) {
         return "";
     }
+    std::string report = LogAll();
     lastReportNs = now;
-    return LogAll();
+    return report;
 }
 
 std::string HealthMonitor::LogAllHumanRead(unsigned long ns)

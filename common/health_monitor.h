@@ -23,7 +23,7 @@ struct HealthPhase {
 /// come into being with their first start; the report lists those of `order` that exist, in that order.
 ///
 /// A phase that is paused and resumed has to be closed with PausePhase: EndPhase counts the last segment
-/// only. Used from one thread. Raises nothing but std::bad_alloc.
+/// only. Used from one thread. Raises nothing but std::bad_alloc, and then nothing has changed.
 class SCENARIO_NUMA_EXPORT HealthMonitor {
 public:
     HealthMonitor();

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -90,9 +91,9 @@ AsyncSignalsBlocked::~AsyncSignalsBlocked()
 SideLine::SideLine(const Log& log, LogLevel level, const char* text)
 {
     try {
-        thread = std::thread([this, &log, level, text] {
+        thread = std::thread([this, &log, level, line = std::string(text)] {
             try {
-                Say(log, level, text);
+                Say(log, level, line);
             } catch (...) {
                 failure = std::current_exception();
             }
@@ -100,6 +101,8 @@ SideLine::SideLine(const Log& log, LogLevel level, const char* text)
         });
     } catch (const std::system_error&) {
         // Logging from here instead could hang, and the creator has more important things to do.
+    } catch (const std::bad_alloc&) {
+        // The same.
     }
 }
 

@@ -32,7 +32,7 @@ private:
 void Say(const Log& log, LogLevel level, const std::string& text);
 
 /// Logs one line from a thread of its own, so that a log that hangs does not hold its creator up. The line is
-/// left out when no thread can be had. The destructor waits for the line.
+/// left out when no thread or no memory can be had. The destructor waits for the line.
 class SideLine {
 public:
     SideLine(const Log& log, LogLevel level, const char* text);

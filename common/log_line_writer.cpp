@@ -123,13 +123,14 @@ LogTarget StandardErrorTarget()
     return StandardTarget(LogPlace::STANDARD_ERROR, STDERR_FILENO, std::cerr, stderr);
 }
 
-int WriteText(const LogTarget& target, std::string_view text)
+int WriteOpenFailure(const LogTarget& target, std::string_view name)
 {
+    constexpr std::string_view FAILURE = "[Logger] Failed to open log file: ";
     if (target.redirection != nullptr) {
-        return WriteToBuffer(*target.redirection, "", text);
+        return WriteToBuffer(*target.redirection, FAILURE, name);
     }
-    iovec parts[] = {PartOf(text), PartOf("\n")};
-    return WriteParts(target, parts, 2).error;
+    iovec parts[] = {PartOf(FAILURE), PartOf(name), PartOf("\n")};
+    return WriteParts(target, parts, 3).error;
 }
 
 bool LogLineWriter::IsTorn(int fd) const
@@ -190,11 +191,6 @@ std::string LostLinesText(std::uint64_t lines, int error, std::string_view desti
     return "[Logger] " + std::to_string(lines) +
            (lines == 1 ? " line was lost on " : " lines were lost on ") + EscapeControl(destination) + ": " +
            ErrorText(error) + " (errno " + std::to_string(error) + ")";
-}
-
-std::string OpenFailureText(std::string_view name)
-{
-    return "[Logger] Failed to open log file: " + std::string(name);
 }
 
 }  // namespace runtime

@@ -36,8 +36,10 @@ struct LineHead {
     std::string_view levelName;  ///< cut after 32 bytes
 };
 
-/// Writes `text` and a line break as they are. Returns 0 or the errno of the failure.
-int WriteText(const LogTarget& target, std::string_view text);
+/// Writes the report of a log file that cannot be opened, "[Logger] Failed to open log file: " and the name
+/// as it was given. Needs no memory unless the target is a redirection. Returns 0 or the errno of the
+/// failure.
+int WriteOpenFailure(const LogTarget& target, std::string_view name);
 
 /// Writes lines, each in one write, and keeps the account of those that could not be written. Not
 /// thread-safe. Constant-initialised, trivially destroyed.
@@ -73,9 +75,6 @@ private:
 /// The text of the line that reports lost lines, for example
 /// "[Logger] 3 lines were lost on /var/log/x.log: No space left on device (errno 28)".
 std::string LostLinesText(std::uint64_t lines, int error, std::string_view destination);
-
-/// The report of a log file that cannot be opened. The name stands as it was given.
-std::string OpenFailureText(std::string_view name);
 
 }  // namespace runtime
 

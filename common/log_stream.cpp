@@ -56,9 +56,20 @@ DescriptorBuffer::int_type DescriptorBuffer::overflow(int_type character)
     return xsputn(&one, 1) == 1 ? character : traits_type::eof();
 }
 
-LogStream::LogStream(const std::string& name) : std::ostream(nullptr)
+LogStream::LogStream() : std::ostream(nullptr)
 {
     rdbuf(&buffer);
+}
+
+LogStream::LogStream(const std::string& name) : LogStream()
+{
+    Open(name);
+}
+
+void LogStream::Open(const std::string& name)
+{
+    close();
+    clear();  // what failed before the new file counts no more
     buffer.SetDescriptor(OpenForAppend(name));
     if (is_open()) {
         pipe = CanRaiseSigpipe(Descriptor());

@@ -34,12 +34,17 @@ private:
 /// could take for ever. Owns its descriptor; not thread-safe.
 class LogStream : public std::ostream {
 public:
-    /// Opens `name`; when that fails, is_open() is false and failbit is set.
+    /// Not open yet.
+    LogStream();
     explicit LogStream(const std::string& name);
     ~LogStream() override;
 
     LogStream(const LogStream&) = delete;
     LogStream& operator=(const LogStream&) = delete;
+
+    /// Opens `name` in the place of what is open; when that fails, is_open() is false and failbit is set.
+    /// Allocates nothing.
+    void Open(const std::string& name);
 
     // Spelled as in std::ofstream, whose place this class takes.
     bool is_open() const { return buffer.Descriptor() >= 0; }

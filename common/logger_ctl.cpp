@@ -10,6 +10,7 @@
 #include <ios>
 #include <mutex>
 #include <string_view>
+#include <utility>
 
 #include "common/log_line_writer.h"
 #include "common/log_stamp.h"
@@ -33,11 +34,6 @@ timespec WallClock()
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     return now;
-}
-
-void ReportOpenFailure(const std::string& name)
-{
-    runtime::WriteText(runtime::StandardErrorTarget(), runtime::OpenFailureText(name));
 }
 
 std::string DestinationName(runtime::LogPlace place, const std::string& logFile)
@@ -146,11 +142,11 @@ void LoggerCtl::InitSnapshot(std::uint32_t interval)
     snapshot.Init(interval != 0, interval);
 }
 
-void LoggerCtl::OpenLogFile(const std::string& name)
+void LoggerCtl::OpenLogFile()
 {
-    stream = std::make_unique<runtime::LogStream>(name);
+    stream->Open(logFile);
     if (!stream->is_open()) {
-        ReportOpenFailure(name);
+        runtime::WriteOpenFailure(runtime::StandardErrorTarget(), logFile);
     }
 }
 
@@ -160,11 +156,14 @@ bool LoggerCtl::SetLogFile(const std::string& name)
         useStdout = true;
         return true;
     }
-    useStdout = false;
     if (logFile.empty()) {
+        // Memory first: where it runs out, everything stays as it is.
+        auto opened = std::make_unique<runtime::LogStream>();
         logFile = name;
-        OpenLogFile(name);
+        stream = std::move(opened);
+        OpenLogFile();
     }
+    useStdout = false;
     return name == logFile && stream != nullptr && stream->is_open();
 }
 
@@ -180,15 +179,15 @@ bool LoggerCtl::NeedReloadLog() const
 
 void LoggerCtl::ReloadLogFile()
 {
+    auto fresh = std::make_unique<runtime::LogStream>();  // where memory runs out, the request stays
     // Cleared first: a request that arrives while the file is being opened is served by the next call.
     reloadPending.store(false, std::memory_order_relaxed);
     if (logFile.empty()) {
         return;
     }
-    if (stream != nullptr && stream->is_open()) {
-        stream->close();
-    }
-    OpenLogFile(logFile);
+    // Closed before it is opened anew: that takes no second descriptor.
+    stream = std::move(fresh);
+    OpenLogFile();
 }
 
 void LoggerCtl::SetLogFunc(LogType type, const LogFunction& logFunc, const LogFunction& snapFunc)

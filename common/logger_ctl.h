@@ -56,7 +56,9 @@ struct Log {
 /// channel and writes to the members are the main thread's, while no other thread logs.
 ///
 /// Failures: nothing throws because of the destination. A line that cannot be written whole is counted, and
-/// the next one that can be written is preceded by a line at WARN that says how many were lost and why.
+/// the next one that can be written is preceded by a line at WARN that says how many were lost and why. When
+/// memory runs out, SetLogFile, ReloadLogFile, SetLogFunc, GetLog and DefaultSnapFunc raise std::bad_alloc
+/// and change nothing.
 class SCENARIO_NUMA_EXPORT LoggerCtl {
 public:
     LoggerCtl(const LoggerCtl&) = delete;
@@ -122,7 +124,8 @@ private:
     LoggerCtl();
     ~LoggerCtl();
 
-    void OpenLogFile(const std::string& name);
+    /// Opens `logFile` in `stream` and reports a failure.
+    void OpenLogFile();
 };
 
 /// Writes messages at or above the threshold, drops the others.

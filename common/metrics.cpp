@@ -13,9 +13,11 @@
 #include <cstring>
 #include <iomanip>
 #include <locale>
+#include <new>
 #include <sstream>
 
 #include "common/probes.h"
+#include "common/pseudo_file.h"
 
 namespace {
 
@@ -28,7 +30,11 @@ constexpr std::size_t PADDING_SIZE = 4;
 int CreateNew(const std::string& name)
 {
     unlink(name.c_str());
-    return open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    int descriptor = -1;
+    do {
+        descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
 }
 
 bool WriteAll(int descriptor, const unsigned char* bytes, std::size_t size)
@@ -183,7 +189,11 @@ void Metrics::Dump()
     std::memcpy(bytes, &metrics, sizeof bytes);
     std::memset(bytes + PADDING_AFTER_SCORE, 0, PADDING_SIZE);
     std::memset(bytes + PADDING_AT_END, 0, PADDING_SIZE);
-    ReplaceFile(path, bytes, sizeof bytes);
+    try {
+        ReplaceFile(path, bytes, sizeof bytes);
+    } catch (const std::bad_alloc&) {
+        // No memory for the temporary file's name: a dump that failed.
+    }
     ClearMetrics();
 }
 
@@ -191,7 +201,7 @@ bool Metrics::GetMetricsFromFile(SystemMetrics& out)
 {
     // Non-blocking, so that a FIFO somebody put there gives an answer; it makes no difference to a regular
     // file.
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int descriptor = probe::OpenDescriptor(path.c_str(), O_RDONLY);
     if (descriptor < 0) {
         return false;
     }
@@ -205,6 +215,7 @@ std::string GetSystemMetricsReport(const SystemMetrics& metrics)
     const int nodes = std::clamp(metrics.numaNum, 0, METRICS_MAX_NODES);
     std::ostringstream text;
     text.imbue(std::locale::classic());
+    text.exceptions(std::ios::badbit);  // memory that runs out ends the report, rather than shortening it
     text << "Show tarnix metrics\n  tarnix loop count: " << metrics.loopCnt
          << "\n  numa num: " << metrics.numaNum << "\n  page size(kb): " << metrics.pageSizeKb << '\n';
     ReportUncore(text, metrics.uncore);

@@ -57,7 +57,8 @@ struct SystemMetrics {
 /// Holds the latest figures of the tuning loop and writes them to the metrics file.
 ///
 /// Owned by the loop's thread; readers in other processes see the previous or the new record, never a
-/// mixture, since a dump goes to a temporary file that is then renamed. Nothing here logs or raises.
+/// mixture, since a dump goes to a temporary file that is then renamed. Nothing here logs, and only Init
+/// raises, std::bad_alloc.
 class SCENARIO_NUMA_EXPORT Metrics {
 public:
     /// Sets path, page size and node count (at most 16). Always true.
@@ -88,7 +89,7 @@ public:
 };
 
 /// The record as text for people, one item a line, the same under every locale. Safe for any content:
-/// `numaNum` is shown as stored, and at most 16 nodes are walked.
+/// `numaNum` is shown as stored, and at most 16 nodes are walked. Raises nothing but std::bad_alloc.
 SCENARIO_NUMA_EXPORT std::string GetSystemMetricsReport(const SystemMetrics& metrics);
 
 static_assert(sizeof(UncoreMetrics) == 40 && sizeof(TaskMetrics) == 16 && sizeof(MemMetrics) == 1172,

@@ -38,8 +38,8 @@ bool ProcfsIsNbEnable()
 
 void ProcfsChangeNbState(bool on)
 {
-    const int fd = open(probe::PathText().Add(NUMA_BALANCING_PATH).CStr(),
-                        O_WRONLY | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int fd =
+        probe::OpenDescriptor(probe::PathText().Add(NUMA_BALANCING_PATH).CStr(), O_WRONLY | O_TRUNC);
     if (fd < 0) {
         return;
     }

@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <new>
 #include <string>
 #include <system_error>
 
@@ -33,10 +34,11 @@ std::string AlreadyStartedText(std::int64_t timeoutMs)
            " ms and goes on with it: call Stop before Start";
 }
 
-std::string NoThreadText(const std::system_error& error)
+std::string NoThreadText(const std::error_code& error)
 {
     return "Watchdog not started, the main loop is not guarded: cannot create its thread (errno " +
-           std::to_string(error.code().value()) + "), raise the limit of threads";
+           std::to_string(error.value()) +
+           (error == std::errc::not_enough_memory ? "), free some memory" : "), raise the limit of threads");
 }
 
 std::string TimeoutText(std::int64_t ageMs)
@@ -62,6 +64,7 @@ void PassiveWatchdog::Start(std::chrono::milliseconds timeout)
         runtime::Say(log, LogLevel::ERROR, AlreadyStartedText(timeoutMs));
         return;
     }
+    const std::string startedText = StartedText(timeout.count());
     timeoutMs = timeout.count();
     Heartbeat();
     running = true;
@@ -70,10 +73,14 @@ void PassiveWatchdog::Start(std::chrono::milliseconds timeout)
         thread = std::thread(&PassiveWatchdog::MonitorThreadFunc, this);
     } catch (const std::system_error& error) {
         running = false;
-        runtime::Say(log, LogLevel::ERROR, NoThreadText(error));
+        runtime::Say(log, LogLevel::ERROR, NoThreadText(error.code()));
+        return;
+    } catch (const std::bad_alloc&) {
+        running = false;
+        runtime::Say(log, LogLevel::ERROR, NoThreadText(std::make_error_code(std::errc::not_enough_memory)));
         return;
     }
-    runtime::Say(log, LogLevel::INFO, StartedText(timeoutMs));
+    runtime::Say(log, LogLevel::INFO, startedText);
 }
 
 void PassiveWatchdog::Heartbeat()

@@ -42,7 +42,9 @@ public:
     /// Counts as a heartbeat and starts watching. Ages above `timeout` are fatal, so 0 allows less than one
     /// millisecond and a negative timeout is fatal at once.
     /// A second Start without Stop changes nothing and is logged at ERROR; so is a thread that cannot be
-    /// created, which leaves the watchdog stopped.
+    /// created, for want of memory too, which leaves the watchdog stopped.
+    /// Throws std::bad_alloc where there is no memory for the text of a line, and what the log function
+    /// throws. `running` tells then whether the watch goes on: it does once its thread is there.
     void Start(std::chrono::milliseconds timeout);
 
     /// The loop is alive. One clock read and one atomic store.

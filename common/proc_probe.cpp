@@ -59,15 +59,19 @@ bool AppendArguments(probe::PseudoFile& file, std::string& arguments, char& last
 std::string ReadArguments(probe::PseudoFile& file)
 {
     char first[4096];
-    const ssize_t count = file.Read(first, sizeof(first));
-    if (count <= 0) {
+    size_t length = 0;
+    ssize_t count = 1;
+    while (count > 0 && length < sizeof(first)) {
+        count = file.Read(first + length, sizeof(first) - length);
+        length += static_cast<size_t>(std::max<ssize_t>(count, 0));
+    }
+    if (count < 0 || length == 0) {
         return "";
     }
-    std::string arguments(first, static_cast<size_t>(count));
+    std::string arguments(first, length);
     char last = arguments.back();
     probe::NulsToBlanks(arguments.data(), arguments.size());
-    // The kernel fills the buffer as long as there is more.
-    if (arguments.size() == sizeof(first) && !AppendArguments(file, arguments, last)) {
+    if (length == sizeof(first) && !AppendArguments(file, arguments, last)) {
         return "";
     }
     if (last == '\0') {

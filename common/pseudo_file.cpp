@@ -65,10 +65,16 @@ PathText& PathText::Add(int number) noexcept
     return Add(std::string_view(digits, static_cast<size_t>(end - digits)));
 }
 
-PseudoFile::PseudoFile(const char* path) noexcept
-    : fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY))
+int OpenDescriptor(const char* path, int flags) noexcept
 {
+    int descriptor = -1;
+    do {
+        descriptor = open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
 }
+
+PseudoFile::PseudoFile(const char* path) noexcept : fd(OpenDescriptor(path, O_RDONLY)) {}
 
 PseudoFile::~PseudoFile()
 {

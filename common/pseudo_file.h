@@ -37,6 +37,10 @@ private:
     bool bad = false;
 };
 
+/// open(2) with `flags`, close-on-exec, never waiting for the other end of a FIFO or a device, repeated when
+/// it is interrupted. The descriptor, which is the caller's, or -1.
+int OpenDescriptor(const char* path, int flags) noexcept;
+
 /// A descriptor open for reading: close-on-exec, and never waiting for the other end of a FIFO or a device.
 class PseudoFile {
 public:

@@ -126,14 +126,19 @@ float Find(const std::vector<Stat::Rates>& rates, int entry, Stat::Type type)
 
 bool Stat::Init()
 {
-    cpuNum = static_cast<int32_t>(std::max(sysconf(_SC_NPROCESSORS_CONF), 1L));
-    const auto entries = static_cast<size_t>(cpuNum) + 1;
-    counters.assign(entries, {});
-    rates.assign(entries, {});
-    types.clear();
+    const auto cpus = static_cast<int32_t>(std::max(sysconf(_SC_NPROCESSORS_CONF), 1L));
+    // Memory first: where it runs out, everything stays as it is.
+    const auto entries = static_cast<size_t>(cpus) + 1;
+    std::vector<Counters> noCounters(entries);
+    std::vector<Rates> noRates(entries);
+    std::set<Type> all;
     for (size_t type = 0; type < TYPE_COUNT; ++type) {
-        types.insert(static_cast<Type>(type));
+        all.insert(static_cast<Type>(type));
     }
+    cpuNum = cpus;
+    counters.swap(noCounters);
+    rates.swap(noRates);
+    types.swap(all);
     return true;
 }
 

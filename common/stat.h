@@ -51,7 +51,8 @@ public:
     /// The latest sample, indexed likewise; always what the kernel wrote, even where it stepped back.
     std::vector<Counters> counters;
 
-    /// Sizes and empties everything. Returns true.
+    /// Sizes and empties everything. Returns true. Where memory runs out it throws std::bad_alloc and changes
+    /// nothing.
     bool Init();
 
     /// Takes a sample and computes `rates` against the one in `counters`.

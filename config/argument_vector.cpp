@@ -4,9 +4,8 @@
 
 #include <cstring>
 
-#include <locale>
+#include <algorithm>
 #include <memory>
-#include <sstream>
 #include <vector>
 
 namespace {
@@ -24,11 +23,14 @@ namespace argument_vector {
 
 std::pair<int, char**> Split(const std::string& text)
 {
-    std::istringstream stream(text);
-    stream.imbue(std::locale::classic());  // what white space is does not depend on the host
+    // Not through a stream, which takes memory that runs out for the end of the text; and what white space is
+    // does not depend on the host's locale.
+    constexpr const char* WHITE_SPACE = " \t\n\v\f\r";
     std::vector<std::unique_ptr<char[]>> words;
-    for (std::string word; stream >> word;) {
-        words.push_back(Copy(word));
+    for (std::size_t begin = 0; (begin = text.find_first_not_of(WHITE_SPACE, begin)) != std::string::npos;) {
+        const std::size_t end = std::min(text.find_first_of(WHITE_SPACE, begin), text.size());
+        words.push_back(Copy(text.substr(begin, end - begin)));
+        begin = end;
     }
     auto argv = std::make_unique<char*[]>(words.size() + 1);
     for (std::size_t i = 0; i < words.size(); ++i) {

@@ -2,7 +2,7 @@
 
 #include "config/option.h"
 
-#include <sstream>
+#include <algorithm>
 
 namespace {
 
@@ -136,10 +136,12 @@ std::string Option::FormatYamlInfo() const
 
 std::vector<std::string> SplitByNewline(const std::string& text)
 {
+    // Not through a stream, which takes memory that runs out for the end of the text.
     std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
     }
     return lines;
 }

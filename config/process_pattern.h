@@ -18,7 +18,7 @@ constexpr std::size_t MAX_BACKREF_DIGITS = 4;  ///< digits of a back-reference's
 constexpr std::size_t MAX_BACKREF_SUBJECT =
     256;                                      ///< characters that a pattern with back-references is tried on
 constexpr std::int64_t MAX_STEPS = 20000000;  ///< characters looked at in one match
-constexpr std::int64_t MAX_DURATION_NS = 800000000;  ///< time of one match
+constexpr std::int64_t MAX_DURATION_NS = 800000000;  ///< processor time of one match
 
 /// Whether the whole of `subject` matches `pattern`, an ECMAScript regular expression as std::regex reads it
 /// in the classic locale. A pattern that does not compile or exceeds a limit matches nothing; a match that

@@ -45,10 +45,15 @@ struct CounterBatch {
 class CounterSource {
 public:
     enum class Status {
-        BATCH,   ///< the batch was filled
-        END,     ///< the source has given all it has; not an error
-        FAILED,  ///< nothing can be read any more, see Error()
+        BATCH,    ///< the batch was filled
+        WAITING,  ///< there is nothing yet, the batch is empty; call again, unless the end was asked for
+                  ///< meanwhile
+        END,      ///< the source has given all it has; not an error
+        FAILED,   ///< nothing can be read any more, see Error()
     };
+
+    /// True when every further read would answer the same.
+    static bool IsOver(Status status) { return status == Status::END || status == Status::FAILED; }
 
     CounterSource() = default;
     CounterSource(const CounterSource&) = delete;

@@ -13,6 +13,7 @@
 #include "host/counter_plan.h"
 #include "host/cpu_list.h"
 #include "host/escape.h"
+#include "host/kernel_check.h"
 #include "host/perf_events.h"
 #include "host/text_file.h"
 
@@ -275,6 +276,7 @@ std::vector<DoctorCheck> Diagnose(const DoctorOptions& options, PerfApi& api)
     checks.push_back(CheckPermission(options.procfsRoot));
     checks.push_back(CheckDescriptors(plan, api));
     checks.push_back(plan.pmus.empty() ? TryClock(options.live.sysfsRoot, api) : TryCounters(plan, api));
+    checks.push_back(CheckKernelCounts(options.live.sysfsRoot, options.procfsRoot));
     return checks;
 }
 

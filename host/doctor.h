@@ -21,7 +21,8 @@ const char* VerdictName(Verdict verdict);
 
 /// One thing that a live measurement depends on.
 struct DoctorCheck {
-    std::string name;  ///< short: "kernel", "nodes", "pmus", "pmu NAME", "permission", "descriptors", "open"
+    std::string name;  ///< short: "kernel", "nodes", "pmus", "pmu NAME", "permission", "descriptors", "open",
+                       ///< "kernel counts"
     Verdict verdict = Verdict::OK;
     std::string detail;  ///< what was found, one line
     std::string remedy;  ///< what to do, one line; empty when there is nothing to do
@@ -33,9 +34,9 @@ struct DoctorOptions {
 };
 
 /// Looks at what a live measurement needs, in a fixed order: kernel, nodes, pmus, then one check for each PMU
-/// that counts and each that lacks something, permission, descriptors, open. "open" opens and reads the
-/// counters for real and closes them again; without a PMU to count it tries the kernel's own software clock.
-/// Changes nothing else than, if need be, the soft limit of open descriptors of this process.
+/// that counts and each that lacks something, permission, descriptors, open, kernel counts. "open" opens and
+/// reads the counters for real and closes them again; without a PMU to count it tries the kernel's own
+/// software clock. Changes nothing else than, if need be, the soft limit of open descriptors of this process.
 std::vector<DoctorCheck> Diagnose(const DoctorOptions& options, PerfApi& api);
 
 /// The worst verdict among the checks; OK when there are none.

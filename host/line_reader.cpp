@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include <algorithm>
+
 namespace host {
 
 LineReader::LineReader(int descriptor, bool wait) : fd(descriptor), waitForMore(wait), buffer(BUFFER) {}
@@ -75,6 +77,34 @@ LineReader::Status LineReader::Skip()
     return status == Status::LINE ? Status::SKIPPING : status;
 }
 
+/// LINE once a read does not wait.
+LineReader::Status LineReader::Await()
+{
+    int waitMs = SLICE_MS;
+    bool last = false;
+    if (!anyInput && firstInputMs >= 0) {
+        const auto now = std::chrono::steady_clock::now();
+        if (!waitingSince) {
+            waitingSince = now;
+        }
+        const std::chrono::milliseconds waited =
+            std::chrono::duration_cast<std::chrono::milliseconds>(now - *waitingSince);
+        const std::chrono::milliseconds left = std::chrono::milliseconds(firstInputMs) - waited;
+        last = left.count() <= SLICE_MS;
+        waitMs = last ? static_cast<int>(std::max<std::int64_t>(left.count(), 0)) : SLICE_MS;
+    }
+    pollfd awaited{fd, POLLIN, 0};
+    const int ready = poll(&awaited, 1, waitMs);
+    if (ready > 0) {
+        return Status::LINE;
+    }
+    if (ready == 0) {
+        return last ? Status::TIMED_OUT : Status::INTERRUPTED;
+    }
+    errorNumber = errno;
+    return errorNumber == EINTR ? Status::INTERRUPTED : Status::FAILED;
+}
+
 /// Reads once, at most what the buffer has room for; LINE when there is something new or the end is reached.
 LineReader::Status LineReader::Fill()
 {
@@ -85,14 +115,9 @@ LineReader::Status LineReader::Fill()
         begin = 0;
     }
     if (waitForMore) {
-        pollfd waited{fd, POLLIN, 0};
-        const int ready = poll(&waited, 1, anyInput ? -1 : firstInputMs);
-        if (ready == 0) {
-            return Status::TIMED_OUT;
-        }
-        if (ready < 0) {
-            errorNumber = errno;
-            return errorNumber == EINTR ? Status::INTERRUPTED : Status::FAILED;
+        const Status status = Await();
+        if (status != Status::LINE) {
+            return status;
         }
     }
     const ssize_t got = read(fd, buffer.data() + end, buffer.size() - end);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -211,7 +212,11 @@ MessagePump::MessagePump(Clock& clock, Reporter reporter)
 
 MessagePump::~MessagePump()
 {
-    state->Shutdown();
+    try {
+        state->Shutdown();
+    } catch (const std::bad_alloc&) {
+        // No memory to close everything or to tell of it; what is queued is released all the same.
+    }
 }
 
 bool MessagePump::Add(std::shared_ptr<kovari::Interface> instance, const std::string& param)

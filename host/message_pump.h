@@ -45,7 +45,7 @@ public:
     MessagePump(const MessagePump&) = delete;
     MessagePump& operator=(const MessagePump&) = delete;
 
-    /// Shuts down what still runs, releases what is still queued.
+    /// Shuts down what still runs, as far as memory suffices, and releases what is still queued.
     ~MessagePump();
 
     /// Adds an instance, stores a queue in it and calls Enable. Its period and supportTopics are read after

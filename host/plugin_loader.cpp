@@ -20,6 +20,7 @@
 
 #include "host/elf_check.h"
 #include "host/escape.h"
+#include "host/retried_open.h"
 
 namespace host {
 namespace {
@@ -198,7 +199,7 @@ LoadResult Examine(const std::string& path)
         return NotRegular(path, KindOf(status.st_mode));
     }
     // Should the file have become a pipe meanwhile, the open does not wait.
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const Descriptor file(OpenRetrying(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.Get() < 0) {
         return NoFile(path, errno);
     }
@@ -212,6 +213,30 @@ LoadResult Examine(const std::string& path)
 void KeepLog4cplusLoaded()
 {
     const log4cplus::Logger logger;
+}
+
+/// A library that the dynamic linker has taken, or why it has not.
+struct OpenResult {
+    void* handle = nullptr;  ///< of dlopen; the caller closes it
+    LoadResult result;
+};
+
+OpenResult OpenLibrary(const std::string& path)
+{
+    KeepLog4cplusLoaded();
+    OpenResult opened{nullptr, Examine(path)};
+    if (opened.result.failure != LoadFailure::NONE) {
+        return opened;
+    }
+    // A name without a slash would be searched for in the linker's own directories.
+    const std::string linkerPath = path.find('/') == std::string::npos ? "./" + path : path;
+    opened.handle = dlopen(linkerPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (opened.handle == nullptr) {
+        const std::string text = LinkerText(linkerPath);
+        const bool undefined = text.find("undefined symbol") != std::string::npos;
+        opened.result = undefined ? UndefinedSymbol(path, text) : Refused(path, text);
+    }
+    return opened;
 }
 
 struct EntryOutcome {
@@ -285,19 +310,12 @@ Plugin::~Plugin()
 
 LoadResult LoadPlugin(const std::string& path)
 {
-    KeepLog4cplusLoaded();
-    LoadResult result = Examine(path);
+    OpenResult opened = OpenLibrary(path);
+    LoadResult& result = opened.result;
     if (result.failure != LoadFailure::NONE) {
-        return result;
+        return std::move(result);
     }
-    // A name without a slash would be searched for in the linker's own directories.
-    const std::string linkerPath = path.find('/') == std::string::npos ? "./" + path : path;
-    Library library(dlopen(linkerPath.c_str(), RTLD_NOW | RTLD_LOCAL));
-    if (library.Get() == nullptr) {
-        const std::string text = LinkerText(linkerPath);
-        const bool undefined = text.find("undefined symbol") != std::string::npos;
-        return undefined ? UndefinedSymbol(path, text) : Refused(path, text);
-    }
+    Library library(opened.handle);
     const auto entry = reinterpret_cast<Entry>(dlsym(library.Get(), "GetInstance"));
     if (entry == nullptr) {
         return NoEntry(path);
@@ -319,7 +337,14 @@ LoadResult LoadPlugin(const std::string& path)
     }
     result.plugin = std::make_unique<Plugin>(path, library.Get(), std::move(instances));
     library.Release();
-    return result;
+    return std::move(result);
+}
+
+LoadResult TryLibrary(const std::string& path)
+{
+    OpenResult opened = OpenLibrary(path);
+    const Library library(opened.handle);
+    return std::move(opened.result);
 }
 
 std::vector<LoadResult> LoadPluginDirectory(const std::string& directory)

@@ -56,6 +56,11 @@ struct LoadResult {
 /// loaded.
 LoadResult LoadPlugin(const std::string& path);
 
+/// The first part of LoadPlugin alone: whether the file is a library, the dynamic linker takes it and finds
+/// all that it needs. GetInstance is neither looked for nor called. `plugin` is null in any case; nothing of
+/// the library stays loaded.
+LoadResult TryLibrary(const std::string& path);
+
 /// LoadPlugin for every name that ends in ".so" in `directory`, in byte order of the names; other entries are
 /// left alone. A directory that cannot be read, or holds no such name, gives one result with the failure
 /// NO_FILE.

@@ -342,4 +342,9 @@ CpuListResult ReadOnlineNodes(const std::string& sysfsRoot)
     return ReadCpuList(sysfsRoot + "/devices/system/node/online");
 }
 
+CpuListResult ReadNodesWithCpus(const std::string& sysfsRoot)
+{
+    return ReadCpuList(sysfsRoot + "/devices/system/node/has_cpu");
+}
+
 }  // namespace host

@@ -80,6 +80,9 @@ CpuListResult ReadOnlineCpus(const std::string& sysfsRoot);
 /// NUMA nodes that are online; the same grammar.
 CpuListResult ReadOnlineNodes(const std::string& sysfsRoot);
 
+/// NUMA nodes that have CPUs; memory on an expander or beside the processor may be a node without any.
+CpuListResult ReadNodesWithCpus(const std::string& sysfsRoot);
+
 }  // namespace host
 
 #endif  // HOST_PMU_DISCOVERY_H

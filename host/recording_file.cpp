@@ -12,6 +12,7 @@
 
 #include "host/recording_fields.h"
 #include "host/recording_messages.h"
+#include "host/retried_open.h"
 
 namespace host {
 namespace {
@@ -48,7 +49,7 @@ RecordingFile OpenRecordingFile(const std::string& path)
     RecordingFile file;
     const bool standardInput = path == "-";
     file.name = standardInput ? "standard input" : path;
-    file.fd = standardInput ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    file.fd = standardInput ? STDIN_FILENO : OpenRetrying(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat info = {};
     if (file.fd < 0 || fstat(file.fd, &info) != 0) {
         return Failure(file, CannotOpenMessage(file.name, errno));

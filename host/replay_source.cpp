@@ -76,7 +76,7 @@ private:
     enum class Step {
         DATA,     ///< `line` is a data line
         NOTHING,  ///< a line without a count, or a part of one
-        PAUSE,    ///< the wait for input was broken off
+        PAUSE,    ///< there is no input for now
         END,
         FAILED,
     };
@@ -135,6 +135,9 @@ CounterSource::Status Replay::Read(CounterBatch& batch)
         }
         if (step == Step::END) {
             return intervalOpen ? EndInterval(batch) : Finish();
+        }
+        if (step == Step::PAUSE && batch.samples.empty() && batch.notCounted == 0) {
+            return Status::WAITING;
         }
         if (step == Step::PAUSE || (step == Step::NOTHING && reader.Bytes() - bytesBefore > MAX_BYTES)) {
             return EndPart(batch);

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "host/escape.h"
+#include "host/retried_open.h"
 
 namespace host {
 namespace {
@@ -70,7 +71,7 @@ TextFile ReadTextFile(const std::string& path, std::size_t limit)
         return Failure(path, EINVAL, "the path holds a NUL byte");
     }
     // O_NONBLOCK: opening a FIFO would wait for a writer before fstat could tell what it is.
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
+    const Descriptor file(OpenRetrying(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
     if (file.Get() < 0) {
         const int errorNumber = errno;
         return Failure(

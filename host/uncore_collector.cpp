@@ -123,7 +123,7 @@ void UncoreCollector::Disable()
 
 CounterSource::Status UncoreCollector::Fetch()
 {
-    if (fetched || status != CounterSource::Status::BATCH) {
+    if (fetched || CounterSource::IsOver(status)) {
         return status;
     }
     status = source->Read(next);

@@ -32,7 +32,7 @@ public:
     void Disable() override;
 
     /// While "uncore" is open: fetches the next batch, unless Fetch already has, and publishes it. Publishes
-    /// nothing once the source has ended or failed.
+    /// nothing while the source waits and once it has ended or failed.
     void Run() override;
 
     /// Reads the next batch from the source without publishing it; the next Run publishes it. For whoever has

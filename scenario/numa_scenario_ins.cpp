@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -33,28 +34,48 @@ void Push(RunMessageQueue* queue, std::shared_ptr<InstanceRunMessage> message)
     queue->condition.notify_one();
 }
 
-void PushRequest(const NumaScenarioIns& instance, RunType type, std::string key)
+std::shared_ptr<InstanceRunMessage> Request(const NumaScenarioIns& instance, RunType type,
+                                            const std::string& key)
 {
     std::vector<std::string> payload;
     payload.reserve(2);
-    payload.push_back(std::move(key));
+    payload.push_back(key);
     payload.push_back(instance.name);
-    Push(instance.messageQueue.get(), std::make_shared<InstanceRunMessage>(type, std::move(payload)));
+    return std::make_shared<InstanceRunMessage>(type, std::move(payload));
 }
+
+// A host without a queue does not undo what was noted. Memory that runs out does: the request never reached
+// the host, and the next call has to send it.
 
 void Subscribe(NumaScenarioIns& instance, const Topic& topic)
 {
-    std::string key = KeyOf(topic);
-    if (instance.subscribedTopics.insert(key).second) {
-        PushRequest(instance, RunType::SUBSCRIBE, std::move(key));
+    const std::string key = KeyOf(topic);
+    if (instance.subscribedTopics.count(key) != 0) {
+        return;
+    }
+    auto request = Request(instance, RunType::SUBSCRIBE, key);
+    instance.subscribedTopics.insert(key);
+    try {
+        Push(instance.messageQueue.get(), std::move(request));
+    } catch (const std::bad_alloc&) {
+        instance.subscribedTopics.erase(key);
+        throw;
     }
 }
 
 void Unsubscribe(NumaScenarioIns& instance, const Topic& topic)
 {
-    std::string key = KeyOf(topic);
-    if (instance.subscribedTopics.erase(key) != 0) {
-        PushRequest(instance, RunType::UNSUBSCRIBE, std::move(key));
+    const std::string key = KeyOf(topic);
+    if (instance.subscribedTopics.count(key) == 0) {
+        return;
+    }
+    auto request = Request(instance, RunType::UNSUBSCRIBE, key);
+    auto noted = instance.subscribedTopics.extract(key);
+    try {
+        Push(instance.messageQueue.get(), std::move(request));
+    } catch (const std::bad_alloc&) {
+        instance.subscribedTopics.insert(std::move(noted));
+        throw;
     }
 }
 
@@ -97,8 +118,14 @@ Result NumaScenarioIns::OpenTopic(const Topic& topic)
     if (!IsPublished(*this, topic)) {
         return {-1, "OpenTopic failed, topic name is not match!"};
     }
+    const bool openedBefore = opened;
     opened = true;
-    Subscribe(*this, subscribeTopic);
+    try {
+        Subscribe(*this, subscribeTopic);
+    } catch (const std::bad_alloc&) {
+        opened = openedBefore;
+        throw;
+    }
     return {0, ""};
 }
 

@@ -16,7 +16,8 @@ namespace kovari {
 /// one ScenarioNumaScore per Run. Each subscription reaches the host exactly once.
 ///
 /// Thread rule and ownership as kovari::Interface has them. OpenTopic, CloseTopic, Disable and Run push on
-/// `messageQueue`; if the host never set it they raise std::system_error (operation not permitted).
+/// `messageQueue`; if the host never set it they raise std::system_error (operation not permitted). When
+/// memory runs out they raise std::bad_alloc and change nothing, so that the next call does it all.
 class SCENARIO_NUMA_EXPORT NumaScenarioIns : public Interface {
 public:
     NumaScenarioIns();

@@ -58,6 +58,16 @@ rmdir "$result/first"
 lintian --allow-root --display-info --pedantic --fail-on=error,warning,info,pedantic "$result"/*.changes
 echo "lintian: nothing found but what debian/*.lintian-overrides gives reasons for"
 
+# The library and the programs as they come out of the packages.
+rm -rf "$result/contents"
+for package in "$result"/*.deb; do
+  case $package in *-dbgsym_*) ;; *) dpkg-deb --extract "$package" "$result/contents" ;; esac
+done
+mapfile -t programs < <(find "$result/contents" -type f \( -name '*.so' -o -path '*bin/*' \) | sort)
+[ ${#programs[@]} -ge 5 ] || { echo "packages: ${#programs[@]} libraries and programs; expected at least 5" >&2; exit 1; }
+"$scripts/check-hardening.sh" readelf objdump "${programs[@]}"
+rm -rf "$result/contents"
+
 if [ -n "$twice" ]; then
   build_packages "$result/second/elsewhere"
   for package in "$result"/*.deb; do

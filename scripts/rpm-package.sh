@@ -2,11 +2,17 @@
 # SPDX-License-Identifier: MIT
 #
 # Builds the RPM packages into DIRECTORY with this machine's rpmbuild and checks what they hold. Dependencies are not
-# checked: this is no RPM distribution.
+# checked: this is no RPM distribution. With --unoptimised they are compiled in less time, to be looked at and not to be
+# installed.
 #
-#   scripts/rpm-package.sh DIRECTORY
+#   scripts/rpm-package.sh [--unoptimised] DIRECTORY
 set -euo pipefail
-result=${1:?usage: rpm-package.sh DIRECTORY}
+options=()
+if [ "${1:-}" = --unoptimised ]; then
+  options=(--define 'build_type None' --define 'optflags -O0')
+  shift
+fi
+result=${1:?usage: rpm-package.sh [--unoptimised] DIRECTORY}
 scripts=$(cd "$(dirname "$0")" && pwd)
 spec=$scripts/../packaging/rpm/scenario_numa.spec
 mkdir -p "$result"
@@ -29,7 +35,7 @@ rm -rf "$result/tree"
 tar --create --gzip --file="$result/top/SOURCES/scenario_numa-$version.tar.gz" --directory="$result/tree" \
   "scenario_numa-$version"
 rm -rf "$result/tree"
-if ! rpmbuild -bb --nodeps --define "_topdir $result/top" "$spec" > "$result/rpmbuild.log" 2>&1; then
+if ! rpmbuild -bb --nodeps --define "_topdir $result/top" "${options[@]}" "$spec" > "$result/rpmbuild.log" 2>&1; then
   tail -n 60 "$result/rpmbuild.log" >&2
   echo "rpm: the build failed; all of it is in $result/rpmbuild.log" >&2
   exit 1

@@ -35,10 +35,12 @@ for _ in $(seq 100); do
   sleep 0.1
 done
 [ -s "$TARNIX_METRICS_FILE" ] || { cat "$scratch/tarnix.log" >&2; echo "run: tarnix wrote no metrics file" >&2; exit 1; }
-"$binaries/tnstat" --export node_exporter --ip 127.0.0.1 --port "$port" &
+"$binaries/tnstat" --export node_exporter --ip 127.0.0.1 --port "$port" 2> >(tee -i "$scratch/exporter.err" >&2) &
 exporter=$!
-sleep 0.3
-kill -0 "$exporter" 2>/dev/null || { echo "run: choose another port: ./run --all PORT" >&2; exit 1; }
+until grep -qs ' serving ' "$scratch/exporter.err"; do
+  kill -0 "$exporter" 2>/dev/null || { echo "run: choose another port: ./run --all PORT" >&2; exit 1; }
+  sleep 0.1
+done
 
 "$binaries/tnstat"
 echo

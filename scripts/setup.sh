@@ -3,20 +3,22 @@
 #
 # Installs the Debian packages that the project needs and that this machine lacks, and prints which.
 #
-#   scripts/setup.sh build|test|ci
+#   scripts/setup.sh build|test|guest|ci
 set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config ca-certificates liblog4cplus-dev libnuma-dev libsafec-dev libyaml-cpp-dev libcli11-dev nlohmann-json3-dev
        libmicrohttpd-dev prometheus-cpp-dev libssl-dev)
-test=(libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev binutils ccache valgrind clang procps)
-ci=(git libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user-static chromium python3
+test=(libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev binutils ccache valgrind clang procps strace)
+guest=(g++-aarch64-linux-gnu qemu-user-static qemu-system-arm cpio)
+ci=(git gcovr libclang-rt-14-dev chromium python3
     debhelper dpkg-dev lintian mandoc mmdebstrap rpm systemd)
 
 case "${1:-}" in
   build) wanted=("${build[@]}") ;;
   test) wanted=("${build[@]}" "${test[@]}") ;;
-  ci) wanted=("${build[@]}" "${test[@]}" "${ci[@]}") ;;
-  *) echo "usage: setup.sh build|test|ci" >&2; exit 2 ;;
+  guest) wanted=("${build[@]}" ccache "${guest[@]}") ;;
+  ci) wanted=("${build[@]}" "${test[@]}" "${guest[@]}" "${ci[@]}") ;;
+  *) echo "usage: setup.sh build|test|guest|ci" >&2; exit 2 ;;
 esac
 
 missing=()

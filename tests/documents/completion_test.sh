@@ -84,14 +84,16 @@ check '--reload' tarnix --rel
 check '' tarnix --watchdog
 check '' tarnix --process
 
-check 'demo doctor list live replay' numa-score ''
+check 'check demo doctor list live replay' numa-score ''
 check 'demo doctor' numa-score d
-check 'demo doctor list live replay' numa-score --format csv ''
+check 'check demo doctor list live replay' numa-score --format csv ''
 check 'csv json table' numa-score --format ''
 check 'csv json table' numa-score live --format ''
 check 'always auto never' numa-score demo --color ''
 check 'max' numa-score replay --speed ''
 check "$files" numa-score replay ''
+check "$files" numa-score check ''
+check "$files" numa-score check --rule leaks ''
 check "$files" numa-score replay before.csv --compare ''
 check "$files" numa-score --out ''
 check "$directories" numa-score doctor --sysfs-root ''

@@ -84,7 +84,7 @@ TEST_F(NumaScoreTest, WrongArgumentsEndWithStatus2AndSayWhat)
         std::vector<std::string> arguments;
         const char* error;
     } cases[] = {
-        {{}, "numa-score: no command, expected one of live, replay, demo, doctor, list\n"},
+        {{}, "numa-score: no command, expected one of live, replay, demo, doctor, list, check\n"},
         {{"bogus"}, "numa-score: unexpected argument \"bogus\"\n"},
         {{"demo", "--nope"}, "numa-score: unexpected argument \"--nope\"\n"},
         {{"demo", "--count", "0"},
@@ -120,12 +120,13 @@ TEST_F(NumaScoreTest, WrongArgumentsEndWithStatus2AndSayWhat)
 
 TEST_F(NumaScoreTest, HelpAndVersionGoToStandardOutput)
 {
-    for (const char* command : {"live", "replay", "demo", "doctor", "list"}) {
+    for (const char* command : {"live", "replay", "demo", "doctor", "list", "check"}) {
         const ProgramResult help = RunScore({command, "--help"});
         EXPECT_EQ(help.status, 0);
         EXPECT_EQ(help.err, "");
         EXPECT_THAT(help.out, HasSubstr(std::string("Usage: numa-score ") + command));
-        EXPECT_THAT(help.out, HasSubstr("Exit status: 0 good, 1 run-time failure, 2 usage, 3 no PMU"));
+        EXPECT_THAT(help.out, HasSubstr("Exit status: 0 good, 1 run-time failure or a rule failed or not "
+                                        "examined, 2 usage, 3 no PMU"));
     }
     const ProgramResult help = RunScore({"--help"});
     EXPECT_EQ(help.status, 0);

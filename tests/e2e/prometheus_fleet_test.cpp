@@ -176,10 +176,10 @@ protected:
         return "alerts: " + testing::PrintToString(PendingOrFiring()) + "\n" + prometheus->Log();
     }
 
-    /// The fleet works on until the condition holds, at most 30 s.
+    /// The fleet works on until the condition holds, at most 60 s.
     bool Work(const std::function<bool()>& condition)
     {
-        const auto end = Clock::now() + std::chrono::seconds(30);
+        const auto end = Clock::now() + std::chrono::seconds(60);
         while (!condition()) {
             if (Clock::now() > end) {
                 return false;
@@ -225,15 +225,18 @@ TEST_F(PrometheusFleetTest, FindsTheOneBadServer)
         const auto judged = Query("job:tarnix_uncore_remote_per_op:busy_count");
         return judged.size() == 1 && judged[0].value == SERVERS && PendingOrFiring().empty();
     })) << State();
+    // One scrape of fifty may be late on a busy machine, and an alert be on its way for a moment.
     WorkFor(std::chrono::seconds(3));
-    EXPECT_THAT(PendingOrFiring(), IsEmpty());
+    EXPECT_THAT(Firing(), IsEmpty());
+    EXPECT_TRUE(Work([this] { return PendingOrFiring().empty(); })) << State();
 
     // One becomes bad.
     const std::string bad = servers[BAD].Instance();
     servers[BAD].SetRemoteShare(0.14);
     const Alerts expected = {{"TarnixNumaScoreLow", bad}, {"TarnixServerWorseThanFleet", bad}};
     ASSERT_TRUE(Work([&] { return Firing().size() >= expected.size(); })) << State();
-    EXPECT_EQ(PendingOrFiring(), expected);
+    EXPECT_EQ(Firing(), expected);
+    EXPECT_TRUE(Work([&] { return PendingOrFiring() == expected; })) << State();
     for (const QueriedSeries& series : Query("instance:tarnix_uncore_remote_per_op:busy_excess > 0.05")) {
         EXPECT_EQ(series.labels.at("instance"), bad);
         EXPECT_NEAR(series.value, 0.14 - GoodShare(25), 0.002);

@@ -99,7 +99,9 @@ TEST_F(TarnixConfigTest, OutputThatCannotBeWrittenIsAFailure)
 {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     ASSERT_GE(full, 0);
-    EXPECT_EQ(Program({TARNIX_CONFIG, "show", good}, "/dev/null", full).Wait().status, 3);
+    const support::ProgramResult told = Program({TARNIX_CONFIG, "show", good}, "/dev/null", full).Wait();
+    EXPECT_EQ(told.status, 3);
+    EXPECT_EQ(told.err, "tarnix-config: cannot write to standard output: No space left on device\n");
     close(full);
 }
 

@@ -393,6 +393,9 @@ TEST_F(TnstatBadFile, APathNoFileCanHaveIsAnAnswer)
 
 TEST_F(TnstatBadFile, AFileOfSomebodyElseIsAnAnswer)
 {
+#if defined(WITH_COVERAGE)
+    GTEST_SKIP() << "another user cannot write the counts of coverage down, and says so";
+#endif
     Replace(TellingRecord());
     ASSERT_EQ(chmod(file.c_str(), 0), 0);
     std::vector<std::string> command = {TNSTAT};

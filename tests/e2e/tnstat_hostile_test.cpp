@@ -244,9 +244,10 @@ TEST_F(TnstatAttacked, ThousandsOfScrapesLeaveMemoryAndThreadsAsTheyWere)
     };
     scrape(300);
     const long before = StatusFigure(pid, "RssAnon");
-    scrape(2000);
+    scrape(8000);
     EXPECT_GT(before, 0);
-    EXPECT_LE(StatusFigure(pid, "RssAnon"), before + 128) << "kB of memory of its own";
+    // The kernel keeps the figure apart for each CPU and adds it up roughly.
+    EXPECT_LE(StatusFigure(pid, "RssAnon"), before + 512) << "kB of memory of its own";
     EXPECT_EQ(StatusFigure(pid, "Threads"), 2);
 }
 

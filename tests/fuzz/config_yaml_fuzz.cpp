@@ -14,6 +14,7 @@
 #include "config/config_file.h"
 #include "config/option_info.h"
 #include "config/option_map.h"
+#include "tests/fuzz/input.h"
 #include "tests/fuzz/require.h"
 
 namespace {
@@ -88,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const Mode alone = ModeOf(false);
     static const Mode underKovari = ModeOf(true);
     YAML::Node root("kept");
-    const TnResult loaded = config_file::Parse(std::string(reinterpret_cast<const char*>(data), size), root);
+    const TnResult loaded = config_file::Parse(std::string(fuzz::TextOf(data, size)), root);
     CheckResult(loaded, "loading answers 0, or 1 with a reason");
     if (loaded.code != 0) {
         Require(loaded.message.rfind("YAML loading error: ", 0) == 0, "a loading error says so");

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "config/value_readers.h"
+#include "tests/fuzz/input.h"
 #include "tests/fuzz/require.h"
 
 namespace {
@@ -65,7 +66,7 @@ std::string Join(const std::vector<std::string>& pieces)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text(fuzz::TextOf(data, size));
     const std::vector<std::string> pieces = ParseRegexesVector(text);
     Require(pieces == PlainSplit(text), "the plain splitter agrees");
     Require(ParseRegexesVector(Join(pieces)) == pieces, "pieces joined split into the same");

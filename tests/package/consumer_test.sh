@@ -49,6 +49,18 @@ configure "$work/cmake" && cmake --build "$work/cmake" >> "$work/log" 2>&1 ||
     { cat "$work/log" >&2; fail "the consumer does not build with CMake"; }
 run_consumer "$work/cmake/consumer" "CMake $version"
 
+# The example plug-in, which needs the headers alone; the host of this build says what it is worth.
+cmake -S "$source/examples" -B "$work/example" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+    "-DCMAKE_CXX_COMPILER_LAUNCHER=$launcher" "-DCMAKE_PREFIX_PATH=$tree" > "$work/log" 2>&1 &&
+    cmake --build "$work/example" >> "$work/log" 2>&1 || { cat "$work/log" >&2; fail "the example does not build"; }
+if [ -x "$build/bin/numa-score" ]; then
+    "$build/bin/numa-score" check "$work/example/example_score.so" > "$work/log" ||
+        { cat "$work/log" >&2; fail "the example fails a rule"; }
+    echo "example plug-in: $(tail -n 1 "$work/log")"
+else
+    echo "example plug-in: builds; numa-score is not built and does not check it"
+fi
+
 # What it needs is named when it is not there.
 mkdir "$work/empty"
 if PKG_CONFIG_LIBDIR=$work/empty configure "$work/without"; then fail "the package is found without log4cplus and yaml-cpp"; fi

@@ -12,13 +12,18 @@ namespace support {
 
 bool Eventually(const std::function<bool()>& condition)
 {
-    for (int i = 0; i < 6000; ++i) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    for (;;) {
+        // Once more at the end: this process may have had no processor for long.
+        const bool last = std::chrono::steady_clock::now() > end;
         if (condition()) {
             return true;
         }
+        if (last) {
+            return false;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    return false;
 }
 
 Exporter::Exporter(const std::string& tnstat, const std::string& address) : ip(address)

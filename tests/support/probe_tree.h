@@ -68,6 +68,23 @@ struct ProbeTree : TempTree {
     ProbeRoot seen;
 };
 
+/// A file for each probe: CPU 7, node 1, "an-interface" and process 42. Texts are longer than what a string
+/// holds without memory of its own.
+inline void WriteProbedFiles(const TempTree& tree)
+{
+    tree.Write("sys/devices/system/cpu/smt/active", "1\n");
+    tree.Write("sys/devices/system/cpu/cpu7/topology/physical_package_id", "3\n");
+    tree.Write("sys/class/net/an-interface/device/numa_node", "2\n");
+    tree.Write("sys/devices/system/node/node1/meminfo", "Node 1 MemTotal: 1 kB\nNode 1 MemFree: 4711 kB\n");
+    tree.Write("proc/sys/kernel/numa_balancing", "1\n");
+    tree.Write("proc/cpuinfo", "CPU implementer\t: 0x48\nCPU part\t: 0xd02\n");
+    tree.Write("proc/version", "Linux version 5.10000000000000000000.7-x (y)\n");
+    tree.Write("proc/42/comm", "kworker/u128:3-events_unbound\n");
+    tree.Write("proc/42/status", "Name:\tkworker/u128:3-events_unbound\nPPid:\t2\n");
+    tree.Write("proc/42/cmdline", std::string(100000, 'x'));
+    tree.Write("proc/42/numa_maps", "7f00 default N0=5 N1=6\n");
+}
+
 }  // namespace support
 
 #endif  // TESTS_SUPPORT_PROBE_TREE_H

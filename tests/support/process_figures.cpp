@@ -8,13 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define TESTS_SANITIZER_ALLOCATOR 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TESTS_SANITIZER_ALLOCATOR 1
-#endif
-#endif
+#include "tests/support/sanitized.h"
 
 namespace support {
 namespace {
@@ -27,7 +21,7 @@ std::size_t EntriesOf(const char* directory)
 
 std::optional<std::size_t> HeapBytes()
 {
-#ifdef TESTS_SANITIZER_ALLOCATOR
+#if TESTS_SANITIZED
     return std::nullopt;
 #else
     const struct mallinfo2 figures = mallinfo2();

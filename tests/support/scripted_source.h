@@ -27,6 +27,10 @@ public:
     Status Read(host::CounterBatch& batch) override
     {
         ++reads;
+        if (waits && reads % 2 == 1) {
+            batch.Clear();
+            return Status::WAITING;
+        }
         if (next == batches.size()) {
             batch.Clear();
             return last;
@@ -39,6 +43,7 @@ public:
     std::vector<std::string> TakeRemarks() override { return {}; }
 
     std::size_t reads = 0;  ///< calls of Read so far
+    bool waits = false;     ///< every other read finds nothing yet, the first one too
 
 private:
     std::vector<host::CounterBatch> batches;

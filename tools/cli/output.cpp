@@ -14,16 +14,29 @@
 namespace cli {
 namespace {
 
-/// How long a reader that takes nothing is waited for once the program is asked to end.
+/// How long a reader that takes nothing is waited for once the program is to end.
 constexpr int LAST_WAIT_MS = 1000;
+
+/// A signal that arrives just before a wait does not end it: no wait is longer than this.
+constexpr int SLICE_MS = 100;
 
 /// A pipe that polls writable takes at least this much without blocking.
 constexpr std::size_t SAFE_PIPE_WRITE = 4096;
 
+bool IsRegularFile(int fd)
+{
+    struct stat status {};
+    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 }  // namespace
 
 Output::Output(int descriptor, bool ownDescriptor, Flush flushing, StopCheck stopCheck)
-    : fd(descriptor), owned(ownDescriptor), flush(flushing), stopRequested(std::move(stopCheck))
+    : fd(descriptor),
+      owned(ownDescriptor),
+      regular(IsRegularFile(descriptor)),
+      flush(flushing),
+      stopRequested(std::move(stopCheck))
 {
     buffer.reserve(BUFFER + BUFFER / 4);
 }
@@ -46,17 +59,17 @@ void Output::WriteOut()
 {
     std::string_view rest = buffer;
     while (!rest.empty() && state == State::GOOD) {
-        const bool ending = stopRequested && stopRequested();
-        if (ending && !AwaitRoom()) {
+        // Nobody reads a file meanwhile; elsewhere the wait for room is in AwaitRoom, not in write. Only a
+        // terminal that is stopped with less than a page of room left keeps write itself waiting.
+        const bool waits = !regular && fd >= 0;
+        if (waits && !AwaitRoom()) {
             break;
         }
         const ssize_t written =
-            write(fd, rest.data(), ending ? std::min(rest.size(), SAFE_PIPE_WRITE) : rest.size());
+            write(fd, rest.data(), waits ? std::min(rest.size(), SAFE_PIPE_WRITE) : rest.size());
         if (written >= 0) {
             rest.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno == EAGAIN) {
-            AwaitRoom();
-        } else if (errno != EINTR) {
+        } else if (errno != EAGAIN && errno != EINTR) {
             Fail(errno);
         }
     }
@@ -69,15 +82,15 @@ bool Output::AwaitRoom()
     for (;;) {
         const bool ending = stopRequested && stopRequested();
         pollfd waited{fd, POLLOUT, 0};
-        const int ready = poll(&waited, 1, ending ? LAST_WAIT_MS : -1);
+        const int ready = poll(&waited, 1, ending ? LAST_WAIT_MS : SLICE_MS);
         if (ready > 0) {
             return true;
         }
-        if (ready == 0) {
+        if (ready == 0 && ending) {
             Fail(ETIMEDOUT);
             return false;
         }
-        if (errno != EINTR) {
+        if (ready < 0 && errno != EINTR) {
             Fail(errno);
             return false;
         }
@@ -105,6 +118,28 @@ void Output::Fail(int number)
         state = number == EPIPE || number == ECONNRESET ? State::READER_GONE : State::FAILED;
         errorNumber = number;
     }
+}
+
+int EndOutOfMemory(std::string_view program, int status) noexcept
+{
+    for (std::string_view part : {program, std::string_view(": out of memory\n")}) {
+        while (!part.empty()) {
+            // Nobody may read: then the end comes without the line, and at once when a signal asks for it.
+            pollfd waited{STDERR_FILENO, POLLOUT, 0};
+            if (poll(&waited, 1, LAST_WAIT_MS) <= 0) {
+                return status;
+            }
+            const ssize_t written = write(STDERR_FILENO, part.data(), part.size());
+            if (written < 0 && errno == EINTR) {
+                continue;
+            }
+            if (written <= 0) {
+                return status;
+            }
+            part.remove_prefix(static_cast<std::size_t>(written));
+        }
+    }
+    return status;
 }
 
 void OccupyStandardDescriptors()

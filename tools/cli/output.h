@@ -29,7 +29,7 @@ public:
 
     static constexpr std::size_t BUFFER = 65536;
 
-    /// An asked-for end of the program, looked at when a write is interrupted.
+    /// An asked-for end of the program, looked at while a reader is waited for.
     using StopCheck = std::function<bool()>;
 
     /// Writes to `descriptor`, which is closed at the end if it is `ownDescriptor`.
@@ -62,6 +62,7 @@ private:
 
     int fd;
     bool owned;
+    bool regular;
     Flush flush;
     StopCheck stopRequested;
     std::string buffer;
@@ -72,6 +73,11 @@ private:
 /// Whoever starts a program may have closed its standard descriptors. What is opened next would take their
 /// place and be written to; so something takes it that fails on use. To be called first.
 void OccupyStandardDescriptors();
+
+/// Says on standard error that memory has run out, "PROGRAM: out of memory", and returns `status`. Needs none
+/// itself. Waits no longer than a second for a reader that takes nothing, and no longer than to the next
+/// signal.
+int EndOutOfMemory(std::string_view program, int status) noexcept;
 
 /// A file that is made, or emptied, for writing. -1 with errno when that fails.
 int OpenOutputFile(const std::string& path);

@@ -28,6 +28,9 @@ int CompareCommand(const Options& options, ErrorChannel err);
 int DoctorCommand(const Options& options, ErrorChannel err);
 int ListCommand(const Options& options, ErrorChannel err);
 
+/// Holds a plug-in against the rules of the boundary, one process for each.
+int CheckCommand(const Options& options, ErrorChannel err);
+
 /// Writes `text` to the file `path`, standard output when empty; `status`, or that of a failed write.
 int PrintResult(const std::string& text, const std::string& path, int status, ErrorChannel err);
 

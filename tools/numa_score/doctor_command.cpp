@@ -57,6 +57,7 @@ int DoctorCommand(const Options& options, ErrorChannel err)
     host::DoctorOptions doctor;
     doctor.live.sysfsRoot = options.sysfsRoot;
     doctor.live.mappings = options.mappings;
+    doctor.procfsRoot = options.procfsRoot;
     std::vector<host::DoctorCheck> checks = host::Diagnose(doctor, host::SystemPerfApi());
     const bool sourceUsable = host::WorstVerdict(checks) != host::Verdict::FAIL;
     checks.push_back(PluginCheck(options.plugin));

@@ -55,6 +55,45 @@ Json FlagList(QualityFlags flags)
     return list;
 }
 
+Json NodeObject(const host::NodeTotals& node)
+{
+    Json object;
+    object["node"] = node.node;
+    object["online"] = node.online;
+    object["numa_hit"] = node.counts.hit;
+    object["numa_miss"] = node.counts.miss;
+    object["numa_foreign"] = node.counts.foreign;
+    object["interleave_hit"] = node.counts.interleave;
+    object["local_node"] = node.counts.local;
+    object["other_node"] = node.counts.other;
+    return object;
+}
+
+/// What is not counted is null.
+Json KernelObject(const host::OpinionReport& report, host::Opinion opinion)
+{
+    constexpr std::int64_t NS_PER_MS = 1000000;
+    const host::KernelTotals& kernel = report.kernel;
+    Json object;
+    object["interval_ms"] = report.spanNs / NS_PER_MS;
+    object["opinion"] = host::OpinionName(opinion);
+    object["remote_allocation_share"] = OrNull(report.shares.remoteAllocations);
+    object["miss_share"] = OrNull(report.shares.misses);
+    object["remote_hint_fault_share"] = OrNull(report.shares.remoteHintFaults);
+    object["nodes"] = nullptr;
+    if (kernel.nodesCounted) {
+        object["nodes"] = Json::array();
+        for (const host::NodeTotals& node : kernel.nodes) {
+            object["nodes"].push_back(NodeObject(node));
+        }
+    }
+    const bool hints = kernel.hintsCounted;
+    object["numa_hint_faults"] = hints ? Json(kernel.hints.faults) : Json(nullptr);
+    object["numa_hint_faults_local"] = hints ? Json(kernel.hints.local) : Json(nullptr);
+    object["numa_pages_migrated"] = hints ? Json(kernel.hints.migrated) : Json(nullptr);
+    return object;
+}
+
 }  // namespace
 
 void JsonWriter::Write(const PeriodRow& row)
@@ -72,6 +111,9 @@ void JsonWriter::Write(const PeriodRow& row)
             pmus.push_back(std::move(entry));
         }
         object["pmus"] = std::move(pmus);
+    }
+    if (row.kernel != nullptr) {
+        object["kernel"] = KernelObject(*row.kernel, row.opinion);
     }
     // Names out of a recording may be any bytes.
     out.Buffer() += object.dump(-1, ' ', false, Json::error_handler_t::replace);

@@ -10,7 +10,7 @@ namespace numa_score {
 
 /// One JSON object per line and period, with the names and meanings of the CSV columns; "time" is a number of
 /// seconds or a UTC text, "flags" a list of names, what cannot be computed null. With PMUs an object has a
-/// list "pmus" besides.
+/// list "pmus" besides; periods after which the kernel was asked have an object "kernel".
 class JsonWriter : public RowWriter {
 public:
     /// `perPmu`: whether objects have "pmus".

@@ -5,12 +5,14 @@
 
 #include <unistd.h>
 
+#include <cstring>
 #include <new>
 
+#include "tools/cli/output.h"
 #include "tools/cli/signals.h"
 #include "tools/numa_score/commands.h"
+#include "tools/numa_score/conformance/rule_process.h"
 #include "tools/numa_score/exit_status.h"
-#include "tools/numa_score/messages.h"
 
 namespace {
 
@@ -23,6 +25,8 @@ int Execute(const Options& options, ErrorChannel err)
             return DoctorCommand(options, err);
         case Command::LIST:
             return ListCommand(options, err);
+        case Command::CHECK:
+            return CheckCommand(options, err);
         case Command::REPLAY:
             return options.compare.empty() ? MeasureCommand(options, err) : CompareCommand(options, err);
         case Command::LIVE:
@@ -51,12 +55,15 @@ int Main(int argc, const char* const* argv, cli::Output& errorOutput)
 
 int main(int argc, char** argv)
 {
+    if (argc == 4 && std::strcmp(argv[1], conformance::RULE_PROCESS_ARGUMENT) == 0) {
+        return conformance::ExamineHere(argv[2], argv[3]);
+    }
+    cli::OccupyStandardDescriptors();
     cli::InstallSignalHandlers();
-    cli::Output errorOutput(STDERR_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
     try {
+        cli::Output errorOutput(STDERR_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
         return Main(argc, argv, errorOutput);
     } catch (const std::bad_alloc&) {
-        Talk(errorOutput, false).Error(OutOfMemory());
-        return EXIT_RUN_TIME;
+        return cli::EndOutOfMemory("numa-score", EXIT_RUN_TIME);
     }
 }

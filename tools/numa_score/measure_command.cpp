@@ -17,6 +17,7 @@
 #include "tools/numa_score/csv_writer.h"
 #include "tools/numa_score/exit_status.h"
 #include "tools/numa_score/json_writer.h"
+#include "tools/numa_score/kernel_text.h"
 #include "tools/numa_score/live_view.h"
 #include "tools/numa_score/messages.h"
 #include "tools/numa_score/plugin_set.h"
@@ -120,7 +121,12 @@ int Measure(const Options& options, ChosenSource chosen, const PluginSet& plugin
     if (options.command != Command::REPLAY) {
         report.Begin();  // what there is to see may be long in coming
     }
-    Runner runner({clock, UtcNowNs, cli::StopRequested}, report, SettingsOf(options));
+    std::optional<host::OpinionWatch> opinions;
+    if (options.command == Command::LIVE) {
+        opinions.emplace(options.sysfsRoot, options.procfsRoot);
+    }
+    Runner runner({clock, UtcNowNs, cli::StopRequested, opinions ? &*opinions : nullptr}, report,
+                  SettingsOf(options));
     const RunOutcome outcome = runner.Run(std::move(chosen.source), plugins.Instances());
     const Summary summary = scores.Finish();
     report.End(outcome.end != RunEnd::SOURCE_FAILED);
@@ -130,10 +136,11 @@ int Measure(const Options& options, ChosenSource chosen, const PluginSet& plugin
         return CloseOutput(output, options.out, EXIT_GOOD, err);
     }
     if (summary.periods > 0 || outcome.error.empty()) {
+        const std::string text = SummaryText(summary) + (opinions ? KernelText(opinions->Whole()) : "");
         if (options.format == Format::TABLE) {
-            output.Buffer() += "\n" + SummaryText(summary);
+            output.Buffer() += "\n" + text;
         } else {
-            err.talk.Print(SummaryText(summary));
+            err.talk.Print(text);
         }
         err.talk.Print(CostText(outcome.cost));
     }

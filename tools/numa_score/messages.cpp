@@ -66,13 +66,18 @@ std::string UnexpectedArgument(std::string_view argument)
 
 std::string NoCommand()
 {
-    return "no command, expected one of live, replay, demo, doctor, list";
+    return "no command, expected one of live, replay, demo, doctor, list, check";
 }
 
 std::string NoRecordingGiven()
 {
     return "replay needs a recording: a file made with \"perf stat -I 100 -x\\; -o FILE -e ...\", or - for "
            "standard input";
+}
+
+std::string NoPluginGiven()
+{
+    return "check needs a plug-in: the path of its library";
 }
 
 std::string BadCommandLine(std::string_view reason)
@@ -112,6 +117,12 @@ std::string CannotWrite(std::string_view path, int errorNumber)
            ": cannot be written: " + ErrorText(errorNumber) + remedy;
 }
 
+std::string NothingToCheck(std::string_view path, int errorNumber)
+{
+    return Quoted(path) + ": cannot be read: " + ErrorText(errorNumber) +
+           "; give the path of a plug-in library";
+}
+
 std::string NoPluginFound(const std::vector<std::string>& places)
 {
     std::string text = "no plug-in library found; looked for";
@@ -145,6 +156,17 @@ std::string BadScore(std::string_view instance, float score)
     return text + ", expected 0 to 1; it is left out";
 }
 
+std::string KernelDisagrees(std::string_view sides)
+{
+    return "the score is doubtful: " + std::string(sides) +
+           "; see that the events, or --map, count what their names say";
+}
+
+std::string KernelDisagreesNoMore()
+{
+    return "the kernel does not disagree with the score any more";
+}
+
 std::string NoOperationsRecorded(std::string_view recording)
 {
     return (recording == "-" ? "standard input" : host::EscapeText(recording)) +
@@ -156,11 +178,6 @@ std::string NoOperationsRecorded(std::string_view recording)
 std::string ComparisonInterrupted()
 {
     return "interrupted before both recordings were read: there is no comparison";
-}
-
-std::string OutOfMemory()
-{
-    return "out of memory";
 }
 
 std::string RemarksLeftOut(std::uint64_t count)

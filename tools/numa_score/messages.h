@@ -25,6 +25,7 @@ std::string OptionTakesNoValue(std::string_view option);
 std::string UnexpectedArgument(std::string_view argument);
 std::string NoCommand();
 std::string NoRecordingGiven();
+std::string NoPluginGiven();
 std::string BadCommandLine(std::string_view reason);
 std::string OutputIsInput(std::string_view path);
 std::string BothFromStandardInput();
@@ -33,14 +34,16 @@ std::string UsageHint(std::string_view command);
 // Run time.
 std::string CannotOpenOutput(std::string_view path, int errorNumber);
 std::string CannotWrite(std::string_view path, int errorNumber);
+std::string NothingToCheck(std::string_view path, int errorNumber);
 std::string NoPluginFound(const std::vector<std::string>& places);
 std::string NoScorePublisher(std::string_view path);
 std::string PluginNotUsable(std::string_view instance);
 std::string PluginSilent(std::string_view instance, std::uint64_t requests);
 std::string BadScore(std::string_view instance, float score);
+std::string KernelDisagrees(std::string_view sides);
+std::string KernelDisagreesNoMore();
 std::string NoOperationsRecorded(std::string_view recording);
 std::string ComparisonInterrupted();
-std::string OutOfMemory();
 std::string RemarksLeftOut(std::uint64_t count);
 
 }  // namespace numa_score

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "host/replay_source.h"
+#include "tools/numa_score/conformance/rules.h"
 
 namespace numa_score {
 namespace {
@@ -150,6 +151,11 @@ std::string SetSysfsRoot(Options& options, const std::string& value)
     return SetPath(options.sysfsRoot, value, "the path of a directory");
 }
 
+std::string SetProcfsRoot(Options& options, const std::string& value)
+{
+    return SetPath(options.procfsRoot, value, "the path of a directory");
+}
+
 std::string SetSpeed(Options& options, const std::string& value)
 {
     double speed = 0;
@@ -185,6 +191,12 @@ std::string SetSeed(Options& options, const std::string& value)
                : "a whole number from 0 to 18446744073709551615";
 }
 
+std::string SetRule(Options& options, const std::string& value)
+{
+    options.rules.push_back(value);
+    return conformance::FindRule(value) == nullptr ? "the name of a rule, as check shows them" : "";
+}
+
 std::string SetRepeat(Options& options, const std::string& /*value*/)
 {
     options.repeat = true;
@@ -196,6 +208,7 @@ constexpr unsigned REPLAY = CommandBit(Command::REPLAY);
 constexpr unsigned DEMO = CommandBit(Command::DEMO);
 constexpr unsigned DOCTOR = CommandBit(Command::DOCTOR);
 constexpr unsigned LIST = CommandBit(Command::LIST);
+constexpr unsigned CHECK = CommandBit(Command::CHECK);
 constexpr unsigned RUNS = LIVE | REPLAY | DEMO;
 
 }  // namespace
@@ -203,13 +216,15 @@ constexpr unsigned RUNS = LIVE | REPLAY | DEMO;
 const std::vector<OptionRow>& OptionTable()
 {
     static const std::vector<OptionRow> table = {
-        {"--format", "table|csv|json", "how periods are written (table)", RUNS, false, SetFormat},
+        {"--format", "table|csv|json", "how periods or verdicts are written (table); check has no csv",
+         RUNS | CHECK, false, SetFormat},
         {"--count", "N", "end after N periods", RUNS, false, SetCount},
         {"--duration", "SECONDS", "end with the period that reaches this time", RUNS, false, SetDuration},
         {"--interval", "MS", "length of a period (the plug-in's own, 100 ms)", RUNS, false, SetInterval},
         {"--per-pmu", nullptr, "beneath each period a line per PMU", RUNS, false, SetPerPmu},
         {"--threshold", "SCORE", "the summary counts time below it (0.955)", RUNS, false, SetThreshold},
-        {"--out", "FILE", "write periods to FILE instead of standard output", RUNS, false, SetOut},
+        {"--out", "FILE", "write periods or verdicts to FILE instead of standard output", RUNS | CHECK, false,
+         SetOut},
         {"--quiet", nullptr, "no remarks, no progress; with csv and json no summary", RUNS, false, SetQuiet},
         {"--color", "auto|always|never", "colours in the table (auto: on a terminal)", RUNS, false, SetColor},
         {"--plugin", "PATH", "library, or directory of libraries, that is loaded", RUNS | DOCTOR | LIST,
@@ -218,12 +233,16 @@ const std::vector<OptionRow>& OptionTable()
          LIVE | DOCTOR, true, SetMapping},
         {"--sysfs-root", "DIR", "where PMUs are looked for (/sys)", LIVE | DOCTOR | LIST, false,
          SetSysfsRoot},
+        {"--procfs-root", "DIR", "where the kernel's own counts are looked for (/proc)", LIVE | DOCTOR, false,
+         SetProcfsRoot},
         {"--speed", "X|max", "pace of recorded time: 1 is as it was, max does not wait", REPLAY | DEMO, false,
          SetSpeed},
         {"--separator", "SEP", "what separates the fields (found by itself)", REPLAY, false, SetSeparator},
         {"--compare", "FILE2", "set a second recording beside the first", REPLAY, false, SetCompare},
         {"--seed", "N", "another seed tells the same story with other numbers (1)", DEMO, false, SetSeed},
         {"--repeat", nullptr, "tell the story again and again", DEMO, false, SetRepeat},
+        {"--rule", "RULE", "examine this rule and what it needs; may be repeated (all)", CHECK, true,
+         SetRule},
     };
     return table;
 }

@@ -27,12 +27,13 @@ struct CommandRow {
     const char* help;
 };
 
-constexpr std::array<CommandRow, 5> COMMANDS = {{
+constexpr std::array<CommandRow, 6> COMMANDS = {{
     {Command::LIVE, "live", "Score this machine, from its uncore counters"},
     {Command::REPLAY, "replay", "Score a recording of perf stat -I N -x SEP -o FILE"},
     {Command::DEMO, "demo", "Score a made-up machine: a story of 16 seconds"},
     {Command::DOCTOR, "doctor", "Say what a live measurement lacks here"},
     {Command::LIST, "list", "Show the PMUs with their events, and what the plug-in offers"},
+    {Command::CHECK, "check", "Hold a plug-in against the rules of the boundary, a verdict for each"},
 }};
 
 constexpr const char* PURPOSE =
@@ -40,7 +41,8 @@ constexpr const char* PURPOSE =
     "libscenario_numa.so, 1 is all local.";
 
 constexpr const char* FOOTER =
-    "Exit status: 0 good, 1 run-time failure, 2 usage, 3 no PMU, permission or recording.\n"
+    "Exit status: 0 good, 1 run-time failure or a rule failed or not examined, 2 usage, 3 no PMU, "
+    "permission, recording or plug-in to check.\n"
     "Environment: NUMA_SCORE_PLUGIN (as --plugin), NO_COLOR, TERM, LC_ALL, LC_CTYPE, LANG.";
 
 constexpr const char* VERSION_TEXT =
@@ -81,6 +83,7 @@ private:
     std::array<CLI::App*, COMMANDS.size()> places{};
     std::deque<Given> all;
     std::string recording;
+    std::string checked;
 };
 
 Parser::Parser()
@@ -98,6 +101,9 @@ Parser::Parser()
         AddOptions(place, CommandBit(COMMANDS[i].command));
         if (COMMANDS[i].command == Command::REPLAY) {
             place.add_option("FILE", recording, "recording; - is standard input")->type_name(" ");
+        }
+        if (COMMANDS[i].command == Command::CHECK) {
+            place.add_option("PLUGIN.so", checked, "library that is checked")->type_name(" ");
         }
     }
     // What every run knows may stand before the command too.
@@ -190,6 +196,7 @@ std::string Parser::Apply(const CommandRow& command, Options& options)
         }
     }
     options.recording = recording;
+    options.checked = checked;
     return Check(options);
 }
 
@@ -228,6 +235,14 @@ std::string Parser::Check(const Options& options)
     }
     if (options.command == Command::REPLAY && options.recording.empty()) {
         return NoRecordingGiven();
+    }
+    if (options.command == Command::CHECK) {
+        if (options.checked.empty()) {
+            return NoPluginGiven();
+        }
+        if (options.format == Format::CSV) {
+            return BadOptionValue("--format", "csv", "table or json");
+        }
     }
     if (options.compare.empty()) {
         return {};

@@ -14,7 +14,7 @@
 
 namespace numa_score {
 
-enum class Command { LIVE, REPLAY, DEMO, DOCTOR, LIST };
+enum class Command { LIVE, REPLAY, DEMO, DOCTOR, LIST, CHECK };
 
 /// Name of a command as it is typed.
 const char* CommandName(Command command);
@@ -37,6 +37,7 @@ struct Options {
 
     std::vector<host::EventMapping> mappings;  ///< live
     std::string sysfsRoot = "/sys";            ///< live, doctor, list
+    std::string procfsRoot = "/proc";          ///< live, doctor
 
     std::string recording;        ///< replay
     std::string separator;        ///< replay; empty: found by itself
@@ -45,6 +46,9 @@ struct Options {
 
     std::uint64_t seed = 1;  ///< demo
     bool repeat = false;     ///< demo
+
+    std::string checked;             ///< check; library
+    std::vector<std::string> rules;  ///< check; ids, empty for all
 };
 
 /// What becomes of a command line.

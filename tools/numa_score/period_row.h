@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/second_opinion.h"
 #include "tools/numa_score/quality.h"
 
 namespace numa_score {
@@ -72,6 +73,11 @@ struct PeriodRow {
     QualityFlags flags;
     bool measured = true;      ///< false when there were no operations or none were counted: no verdict
     std::vector<PmuRow> pmus;  ///< in the order in which the PMUs first appeared
+
+    /// What the kernel counted, in the first period after it was read: since it was read before. Null
+    /// otherwise. The runner's watch keeps it alive until the next period.
+    const host::OpinionReport* kernel = nullptr;
+    host::Opinion opinion = host::Opinion::UNDECIDED;  ///< of the window that ends there
 };
 
 }  // namespace numa_score

@@ -28,6 +28,9 @@ QualityFlags Judge(const Evidence& evidence)
     if (silent) {
         flags.Set(Quality::STALE);
     }
+    if (evidence.kernelDisagrees) {
+        flags.Set(Quality::DISAGREES);
+    }
     return flags;
 }
 

@@ -19,15 +19,16 @@ enum class Quality : std::uint32_t {
     MULTIPLEXED,  ///< a counter did not run all the time; its count is an extrapolation
     NOT_COUNTED,  ///< a counter did not run at all in the period
     PARTIAL,      ///< a counter gave nothing, an event of the three is absent, or the period was cut short
-    CLAMPED,  ///< more remote than all operations: the counts contradict each other, the score was cut to 0
-    STALE,    ///< no counts arrived since the period before
+    CLAMPED,    ///< more remote than all operations: the counts contradict each other, the score was cut to 0
+    STALE,      ///< no counts arrived since the period before
+    DISAGREES,  ///< the kernel's own counts contradict the score, over the last ten seconds or so
 };
 
-constexpr std::size_t QUALITY_COUNT = 6;
+constexpr std::size_t QUALITY_COUNT = 7;
 
 /// Names as they stand in every output, in the order of Quality.
 constexpr std::array<std::string_view, QUALITY_COUNT> QUALITY_NAMES = {
-    "idle", "multiplexed", "not_counted", "partial", "clamped", "stale"};
+    "idle", "multiplexed", "not_counted", "partial", "clamped", "stale", "disagrees"};
 
 /// Counters that ran for less than this share of a period are called multiplexed. A little is lost whenever
 /// a group of counters is switched on, without any multiplexing.
@@ -57,7 +58,8 @@ struct Evidence {
     bool sawOps = false;           ///< a count of the event arrived
     bool sawSccl = false;
     bool sawOuter = false;
-    bool cutShort = false;      ///< the source ended within the period
+    bool cutShort = false;  ///< the source ended within the period
+    bool kernelDisagrees = false;
     double runningRatio = 1.0;  ///< lowest of all counters
 };
 

@@ -48,11 +48,19 @@ RunOutcome Runner::Run(std::unique_ptr<host::CounterSource> source,
         outcome.end = RunEnd::PLUGIN_FAILED;
         return outcome;
     }
+    if (env.opinions != nullptr) {
+        env.opinions->Start(env.clock.NowNs());
+        PassOpinions();
+    }
     std::optional<RunEnd> end;
     while (!end) {
         end = env.stopRequested() ? RunEnd::INTERRUPTED : live ? LiveStep(session) : ReplayStep(session);
     }
     PassRemarks(session.Collector().Source());
+    if (env.opinions != nullptr) {
+        env.opinions->ReadNow(env.clock.NowNs());
+        PassOpinions();
+    }
     session.Shutdown();
     outcome.end = *end;
     outcome.error = error;
@@ -68,7 +76,7 @@ std::optional<RunEnd> Runner::LiveStep(ScoreSession& session)
     session.RunDue();
     observer.Tick();
     PassRemarks(session.Collector().Source());
-    if (session.Collector().SourceStatus() != host::CounterSource::Status::BATCH) {
+    if (host::CounterSource::IsOver(session.Collector().SourceStatus())) {
         return EndOfSource(session);
     }
     return TakeScores(session, false);
@@ -80,8 +88,11 @@ std::optional<RunEnd> Runner::ReplayStep(ScoreSession& session)
     const host::CounterSource::Status status = collector.Fetch();
     observer.Tick();
     PassRemarks(collector.Source());
-    if (status != host::CounterSource::Status::BATCH) {
+    if (host::CounterSource::IsOver(status)) {
         return EndOfSource(session);
+    }
+    if (status == host::CounterSource::Status::WAITING) {
+        return std::nullopt;
     }
     const host::CounterBatch& batch = collector.Batch();
     if (settings.speed && !WaitUntil(DeadlineNs(batch.timeNs))) {
@@ -156,11 +167,40 @@ void Runner::FillRow(ScoreSession& session, const ScenarioNumaScore& score, bool
     evidence.sccl = score.rxScclNum;
     evidence.outer = score.rxOuterNum;
     evidence.cutShort = cutShort;
+    AskKernel(score);
+    evidence.kernelDisagrees = host::IsDisagreement(row.opinion);
     row.runningRatio = evidence.runningRatio;
     row.flags = Judge(evidence);
     row.measured = score.rxOpsNum > 0;
     if (settings.perPmu) {
         session.Accumulated().FillPmus(row.pmus);
+    }
+}
+
+/// Fills in what the kernel counted, when it was time to ask.
+void Runner::AskKernel(const ScenarioNumaScore& score)
+{
+    row.kernel = nullptr;
+    if (env.opinions == nullptr) {
+        return;
+    }
+    env.opinions->AddTraffic(score.rxOpsNum, score.rxScclNum, score.rxOuterNum);
+    if (env.opinions->ReadInTime(env.clock.NowNs())) {
+        row.kernel = &env.opinions->LastStep();
+        row.opinion = env.opinions->Window().opinion;
+        PassOpinions();
+    }
+}
+
+void Runner::PassOpinions()
+{
+    for (const std::string& remark : env.opinions->TakeRemarks()) {
+        observer.TakeRemark(remark);
+    }
+    if (const std::optional<host::OpinionWatch::Change> change = env.opinions->TakeChange()) {
+        observer.TakeRemark(*change == host::OpinionWatch::Change::BEGAN
+                                ? KernelDisagrees(host::DisagreementText(env.opinions->Window()))
+                                : KernelDisagreesNoMore());
     }
 }
 

@@ -13,6 +13,7 @@
 
 #include "host/clock.h"
 #include "host/counter_source.h"
+#include "host/opinion_watch.h"
 #include "scenario/framework.h"
 #include "tools/numa_score/period_row.h"
 #include "tools/numa_score/score_session.h"
@@ -66,6 +67,7 @@ struct RunEnvironment {
     host::Clock& clock;                      ///< paces the run
     std::function<std::int64_t()> utcNowNs;  ///< time stamps of live periods, nanoseconds since 1970
     std::function<bool()> stopRequested;  ///< looked at between batches and at least every 100 ms of waiting
+    host::OpinionWatch* opinions = nullptr;  ///< the kernel's counts beside live ones; null: none
 };
 
 /// Runs a source through the plug-in, one row per published score, on the calling thread.
@@ -93,6 +95,8 @@ private:
     std::optional<RunEnd> ClosePeriod(ScoreSession& session, bool cutShort);
     std::optional<RunEnd> TakeScores(ScoreSession& session, bool cutShort);
     void FillRow(ScoreSession& session, const ScenarioNumaScore& score, bool cutShort);
+    void AskKernel(const ScenarioNumaScore& score);
+    void PassOpinions();
     bool LimitReached(ScoreSession& session);
     bool WaitUntil(std::int64_t deadlineNs);
     std::int64_t DeadlineNs(std::int64_t timeNs) const;

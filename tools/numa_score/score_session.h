@@ -30,13 +30,13 @@ struct PluginCost {
 };
 
 /// A source, its collector and the plug-in's instances on one message pump, wired up: what the collector
-/// publishes reaches the plug-in, what the plug-in scores is kept until it is taken. The session goes before
-/// the plug-in libraries that its instances came from.
+/// publishes reaches the plug-in, what the plug-in scores is kept until it is taken. Goes before the plug-in
+/// libraries that its instances came from.
 class ScoreSession {
 public:
     using Remark = std::function<void(const std::string& line)>;
 
-    /// `clock` must outlive the session. `remark` takes what pump and session have to say.
+    /// `clock` must outlive this object. `remark` takes what is to be said of the run.
     ScoreSession(host::Clock& clock, Remark remark);
 
     /// Wires everything up. `periodMs` is how often the score is asked for; 0 leaves it to the plug-in.

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "config/conf_enums.h"
+#include "tools/tarnix/log_gate.h"
 #include "tools/tarnix/messages.h"
 #include "tools/tarnix/settings_log.h"
 
@@ -34,6 +35,11 @@ UncoreFeed::State Daemon::Run()
     health.StartPhase(CYCLE);
     UncoreFeed::State state = Sample();
     samples = 0;  // the first one only starts the counting
+    if (parts.opinions != nullptr) {
+        parts.opinions->Start(parts.clock.NowNs());
+        logged = parts.opinions->LastReading();
+        TellOpinions();
+    }
     if (state == UncoreFeed::State::ENDED) {
         ClosePeriod();  // a recording of one moment
     }
@@ -79,6 +85,7 @@ void Daemon::ClosePeriod()
     health.StartPhase(COLLECTION);
     lastUncore = parts.feed.ClosePeriod();
     parts.recorder.Record(periods, lastUncore, health);
+    AskKernel();
     health.EndPhase(COLLECTION);
     health.EndPhase(CYCLE);
     Tell(parts.recorder.TakeRemarks());
@@ -94,6 +101,40 @@ std::string Daemon::StatusLine() const
     return messages::Status(periods, parts.feed.GetState() != UncoreFeed::State::NO_SOURCE, lastUncore);
 }
 
+void Daemon::AskKernel()
+{
+    if (parts.opinions == nullptr) {
+        return;
+    }
+    parts.opinions->AddTraffic(lastUncore.rxOpsNum, lastUncore.rxScclNum, lastUncore.rxOuterNum);
+    if (parts.opinions->ReadInTime(parts.clock.NowNs())) {
+        TellOpinions();
+    }
+}
+
+void Daemon::TellOpinions()
+{
+    for (const std::string& remark : parts.opinions->TakeRemarks()) {
+        log.logFunc(LogLevel::INFO, remark);
+    }
+    const std::optional<host::OpinionWatch::Change> change = parts.opinions->TakeChange();
+    if (change == host::OpinionWatch::Change::BEGAN) {
+        log.logFunc(LogLevel::WARN, messages::KernelDisagrees(parts.opinions->Window()));
+    } else if (change == host::OpinionWatch::Change::ENDED) {
+        log.logFunc(LogLevel::INFO, messages::KernelDisagreesNoMore());
+    }
+}
+
+void Daemon::LogKernel()
+{
+    if (parts.opinions == nullptr || parts.opinions->LastReading().timeNs == logged.timeNs) {
+        return;
+    }
+    const host::OpinionReading& now = parts.opinions->LastReading();
+    log.snapFunc(LogLevel::DEBUG, messages::PeriodKernel(host::CompareOpinions(logged, now)));
+    logged = now;
+}
+
 void Daemon::LogPeriod()
 {
     const bool snapshot = logger->snapshot.ShouldSnap();
@@ -101,6 +142,7 @@ void Daemon::LogPeriod()
         log.snapFunc(LogLevel::DEBUG, messages::PeriodScore(periods, lastUncore));
         log.snapFunc(LogLevel::DEBUG, messages::PeriodCpu(parts.recorder.Cpus()));
         log.snapFunc(LogLevel::DEBUG, messages::PeriodMemory(parts.recorder.Last()));
+        LogKernel();
         log.snapFunc(LogLevel::DEBUG, health.LogAll());
     }
     if (snapshot) {
@@ -130,7 +172,7 @@ void Daemon::WaitUntil(std::int64_t deadlineNs)
 void Daemon::Reload()
 {
     parts.notifier.Reloading(parts.clock.NowNs());
-    logger->ReloadLogFile();
+    RenewLogFile();
     Conf reloaded = parts.conf;
     const TnResult result = parts.control.ParseYaml(parts.yamlPath, false, true, reloaded);
     if (result.code == 0) {

@@ -14,6 +14,7 @@
 #include "common/passive_watchdog.h"
 #include "config/conf_ctl.h"
 #include "host/clock.h"
+#include "host/opinion_watch.h"
 #include "tools/tarnix/own_cost.h"
 #include "tools/tarnix/period_recorder.h"
 #include "tools/tarnix/service_notifier.h"
@@ -32,6 +33,7 @@ struct DaemonParts {
     ServiceNotifier& notifier;
     host::Clock& clock;
     std::function<bool()> stopAsked;
+    host::OpinionWatch* opinions = nullptr;  ///< the kernel's counts beside live ones; null: none
 };
 
 /// The observing loop. Every sampling interval the counters are read; every `samplingTimes` intervals a tune
@@ -47,7 +49,10 @@ public:
 private:
     UncoreFeed::State Sample();
     void ClosePeriod();
+    void AskKernel();
+    void TellOpinions();
     void LogPeriod();
+    void LogKernel();
     std::string StatusLine() const;
     void WaitUntil(std::int64_t deadlineNs);
     void Reload();
@@ -58,6 +63,7 @@ private:
     HealthMonitor health;
     OwnCost cost;
     UncoreMetrics lastUncore;      ///< of the last period
+    host::OpinionReading logged;   ///< the kernel's counts that were logged last
     std::int64_t passStartNs = 0;  ///< of the pass that is running
     std::uint64_t periods = 0;
     std::uint32_t samples = 0;  ///< in the current period

@@ -26,6 +26,7 @@ Environment ReadEnvironment(const cli::Environment& variables)
     environment.runtimeDir.resize(std::min(environment.runtimeDir.find(':'), environment.runtimeDir.size()));
     Take(variables, "TARNIX_RUNTIME_DIR", environment.runtimeDir);
     Take(variables, "TARNIX_SYSFS_ROOT", environment.sysfsRoot);
+    Take(variables, "TARNIX_PROCFS_ROOT", environment.procfsRoot);
     Take(variables, "TARNIX_SOURCE", environment.source);
     Take(variables, "TARNIX_MAP", environment.map);
     Take(variables, "NOTIFY_SOCKET", environment.notifySocket);

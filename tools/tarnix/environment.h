@@ -15,6 +15,7 @@ struct Environment {
     std::string metricsFile;  ///< TARNIX_METRICS_FILE; empty: where the library writes by default
     std::string runtimeDir = "/run/tarnix";  ///< TARNIX_RUNTIME_DIR, or systemd's RUNTIME_DIRECTORY
     std::string sysfsRoot = "/sys";          ///< TARNIX_SYSFS_ROOT
+    std::string procfsRoot = "/proc";        ///< TARNIX_PROCFS_ROOT: where the kernel's own counts are
     std::string source = "live";             ///< TARNIX_SOURCE
     std::string map;                         ///< TARNIX_MAP
     std::string notifySocket;                ///< NOTIFY_SOCKET; empty: nobody supervises

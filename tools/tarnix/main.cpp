@@ -10,6 +10,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +20,7 @@
 #include "config/conf_ctl.h"
 #include "config/option_info.h"
 #include "host/clock.h"
+#include "host/opinion_watch.h"
 #include "tools/cli/output.h"
 #include "tools/cli/signals.h"
 #include "tools/cli/terminal.h"
@@ -26,6 +28,7 @@
 #include "tools/tarnix/environment.h"
 #include "tools/tarnix/exit_status.h"
 #include "tools/tarnix/instance_lock.h"
+#include "tools/tarnix/log_gate.h"
 #include "tools/tarnix/messages.h"
 #include "tools/tarnix/reload_signal.h"
 #include "tools/tarnix/settings_log.h"
@@ -110,6 +113,7 @@ int Observe(ConfCtl& control, Conf& conf, const TnResult& warning, const Environ
     logger->SetLogFile(conf.logFile);
     logger->InitSnapshot(conf.snapshotInterval);
     const std::vector<std::string> faults = FileFaults(TARNIX_YAML);
+    GateRuntimeLog();
     PassiveWatchdog watchdog;
     watchdog.Start(
         std::chrono::seconds(conf.watchdogTimeout));  // from here on even a log that hangs is an end
@@ -117,8 +121,12 @@ int Observe(ConfCtl& control, Conf& conf, const TnResult& warning, const Environ
     PeriodRecorder recorder(conf.metrics, environment.metricsFile);
     ServiceNotifier notifier(environment);
     host::MonotonicClock clock;
-    Daemon daemon(
-        {conf, control, TARNIX_YAML, *feed, recorder, watchdog, notifier, clock, cli::StopRequested});
+    std::optional<host::OpinionWatch> opinions;
+    if (choice.kind == SourceChoice::Kind::LIVE) {  // beside other counts the kernel's mean nothing
+        opinions.emplace(environment.sysfsRoot, environment.procfsRoot);
+    }
+    Daemon daemon({conf, control, TARNIX_YAML, *feed, recorder, watchdog, notifier, clock, cli::StopRequested,
+                   opinions ? &*opinions : nullptr});
     const UncoreFeed::State end = daemon.Run();
     watchdog.Stop();
     return end == UncoreFeed::State::FAILED ? EXIT_NO_SOURCE : EXIT_GOOD;
@@ -163,10 +171,14 @@ int main(int argc, char** argv)
     cli::InstallSignalHandlers();
     InstallReloadHandler();
     try {
-        return Main(argc, argv);
+        try {
+            return Main(argc, argv);
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& failure) {
+            return Complain(EXIT_RUN_TIME, messages::Unexpected(failure.what()));
+        }
     } catch (const std::bad_alloc&) {
-        return Complain(EXIT_RUN_TIME, messages::OutOfMemory());
-    } catch (const std::exception& failure) {
-        return Complain(EXIT_RUN_TIME, messages::Unexpected(failure.what()));
+        return cli::EndOutOfMemory("tarnix", EXIT_RUN_TIME);
     }
 }

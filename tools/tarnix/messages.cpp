@@ -110,11 +110,6 @@ std::string Unexpected(const std::string& what)
     return "ended by a failure that was not foreseen: " + runtime::EscapeControl(what);
 }
 
-std::string OutOfMemory()
-{
-    return "out of memory";
-}
-
 std::string Started(const std::string& version)
 {
     return "tarnix " + version + " observes only: nothing is migrated or bound";
@@ -176,6 +171,18 @@ std::string MetricsWrittenAgain(const std::string& path)
     return "the metrics file " + runtime::EscapeControl(path) + " is written again";
 }
 
+std::string KernelDisagrees(const host::OpinionReport& report)
+{
+    return "the score is doubtful: " + host::DisagreementText(report) + ", in the last " +
+           Fixed(static_cast<double>(report.spanNs) / NS_PER_S, 1) +
+           " s; see that the events, or TARNIX_MAP, count what their names say";
+}
+
+std::string KernelDisagreesNoMore()
+{
+    return "the kernel does not disagree with the score any more";
+}
+
 std::string Reloaded(const std::string& logLevel)
 {
     return "reloaded: log-level is " + logLevel;
@@ -232,6 +239,33 @@ std::string PeriodMemory(const SystemMetrics& metrics)
         text += " node" + std::to_string(node) + " " + std::to_string(metrics.mem.freeMemKb[node]) + " kB";
     }
     return text;
+}
+
+std::string PeriodKernel(const host::OpinionReport& report)
+{
+    const auto share = [](const std::optional<double>& part) {
+        return Fixed(100.0 * part.value_or(0.0), 2) + " %";
+    };
+    std::string text = "kernel in " + Fixed(static_cast<double>(report.spanNs) / NS_PER_S, 1) + " s:";
+    if (report.kernel.nodesCounted) {
+        for (const host::NodeTotals& node : report.kernel.nodes) {
+            text += " node" + std::to_string(node.node) + " hit " + std::to_string(node.counts.hit) +
+                    " miss " + std::to_string(node.counts.miss) + " local " +
+                    std::to_string(node.counts.local) + " other " + std::to_string(node.counts.other) +
+                    " interleave " + std::to_string(node.counts.interleave) + ";";
+        }
+        text += " other node " + share(report.shares.remoteAllocations) + ", misses " +
+                share(report.shares.misses) + " of " + std::to_string(report.shares.allocations) + " pages;";
+    } else {
+        text += " allocated pages not counted;";
+    }
+    if (!report.kernel.hintsCounted) {
+        return text + " hint faults not counted";
+    }
+    const host::HintCounts& hints = report.kernel.hints;
+    return text + " hint faults " + std::to_string(hints.local) + " local " +
+           std::to_string(hints.faults - std::min(hints.local, hints.faults)) + " remote, " +
+           std::to_string(hints.migrated) + " pages migrated";
 }
 
 std::string OwnCost(const Cost& cost)

@@ -12,6 +12,7 @@
 
 #include "common/metrics.h"
 #include "common/stat.h"
+#include "host/second_opinion.h"
 
 /// Every text that tarnix says beyond its help, version and configuration reports: one line without line
 /// break, outside text escaped.
@@ -29,7 +30,6 @@ std::string MappedTwice(const std::string& event);
 std::string RecordingNotRegular(const std::string& path);
 std::string CannotReadRecording(const std::string& path, int error);
 std::string CannotWriteOutput(int error);
-std::string OutOfMemory();
 std::string Unexpected(const std::string& what);
 
 // In the log.
@@ -44,6 +44,8 @@ std::string RecordingEnded();
 std::string MetricsNotWritten(const std::string& path, int error);
 std::string MetricsNotRegular(const std::string& path);
 std::string MetricsWrittenAgain(const std::string& path);
+std::string KernelDisagrees(const host::OpinionReport& report);
+std::string KernelDisagreesNoMore();
 std::string Reloaded(const std::string& logLevel);
 std::string ReloadFailed(const std::string& reason);
 std::string Ended(std::uint64_t periods);
@@ -52,6 +54,9 @@ std::string Ended(std::uint64_t periods);
 std::string PeriodScore(std::uint64_t period, const UncoreMetrics& uncore);
 std::string PeriodCpu(const Stat& stat);
 std::string PeriodMemory(const SystemMetrics& metrics);
+
+/// What the kernel counted since the last such line.
+std::string PeriodKernel(const host::OpinionReport& report);
 
 /// What the process took of the machine.
 struct Cost {

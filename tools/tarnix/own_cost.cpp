@@ -2,15 +2,13 @@
 
 #include "tools/tarnix/own_cost.h"
 
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
-#include "common/owned_descriptor.h"
+#include "host/text_file.h"
 
 namespace tarnix {
 namespace {
@@ -27,14 +25,9 @@ std::int64_t Nanoseconds(const timeval& time)
 /// The second figure of /proc/self/statm, pages, in kB; 0 when it cannot be told.
 std::int64_t ResidentKb()
 {
-    const runtime::OwnedDescriptor file(open("/proc/self/statm", O_RDONLY | O_CLOEXEC));
-    std::array<char, 256> text{};
-    const ssize_t size = file.Get() < 0 ? -1 : read(file.Get(), text.data(), text.size());
-    if (size <= 0) {
-        return 0;
-    }
-    const char* const end = text.data() + size;
-    const char* const blank = std::find(static_cast<const char*>(text.data()), end, ' ');
+    const host::TextFile file = host::ReadTextFile("/proc/self/statm");
+    const char* const end = file.text.data() + file.text.size();
+    const char* const blank = std::find(file.text.data(), end, ' ');
     std::int64_t pages = 0;
     if (blank != end) {
         std::from_chars(blank + 1, end, pages);

@@ -11,6 +11,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include "config/conf_ctl.h"
+#include "config/config_file.h"
 #include "config/option_info.h"
 #include "config/structured_readers.h"
 #include "config/validation.h"
@@ -193,8 +194,13 @@ CheckedFile CheckFile(const std::string& path, bool underKovari)
         // What the library refuses to load, and why, is its to say; where the fault lies is in the exception.
         const TnResult loaded = ConfCtl().LoadConfig(path);
         AddLoadingFault(path, loaded, file.faults);
+        YAML::Node root;
         if (loaded.code == 0) {
-            CheckDocument(YAML::LoadFile(path), underKovari, file);
+            if (const TnResult again = config_file::Load(path, root); again.code != 0) {
+                AddFailure(again, file.faults);
+            } else {
+                CheckDocument(root, underKovari, file);
+            }
         }
     } catch (const std::exception& error) {
         AddFailure({1, error.what()}, file.faults);

@@ -7,6 +7,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 
@@ -32,11 +33,25 @@ struct Options {
     bool underKovari = false;
 };
 
-int Finish(cli::Output& out, const std::string& text, int status)
+/// Says on standard error why there is no result.
+int Complain(cli::Output& err, const std::string& text, int status)
+{
+    err.Buffer() += text;
+    err.Close();
+    return err.GetState() == cli::Output::State::FAILED ? EXIT_RUN_TIME : status;
+}
+
+/// Prints a result.
+int Finish(cli::Output& out, cli::Output& err, const std::string& text, int status)
 {
     out.Buffer() += text;
     out.Close();
-    return out.GetState() == cli::Output::State::FAILED ? EXIT_RUN_TIME : status;
+    if (out.GetState() != cli::Output::State::FAILED) {
+        return status;
+    }
+    const std::error_code reason(out.ErrorNumber(), std::generic_category());
+    return Complain(err, "tarnix-config: cannot write to standard output: " + reason.message() + "\n",
+                    EXIT_RUN_TIME);
 }
 
 int Execute(const Options& options, cli::Output& out, cli::Output& err)
@@ -44,15 +59,16 @@ int Execute(const Options& options, cli::Output& out, cli::Output& err)
     const CheckedFile file = CheckFile(options.file, options.underKovari);
     const std::string faults = FaultReport(options.file, file);
     if (options.command == "check") {
-        return Finish(out, faults, faults.empty() ? EXIT_GOOD : EXIT_FAULTS);
+        return Finish(out, err, faults, faults.empty() ? EXIT_GOOD : EXIT_FAULTS);
     }
     if (!faults.empty()) {
-        return Finish(err, faults, EXIT_FAULTS);
+        return Complain(err, faults, EXIT_FAULTS);
     }
     if (options.command == "show") {
-        return Finish(out, ShowReport(file.conf), EXIT_GOOD);
+        return Finish(out, err, ShowReport(file.conf), EXIT_GOOD);
     }
-    return Finish(out, options.command == "diff" ? DiffReport(file.conf) : HashReport(file.conf), EXIT_GOOD);
+    return Finish(out, err, options.command == "diff" ? DiffReport(file.conf) : HashReport(file.conf),
+                  EXIT_GOOD);
 }
 
 void AddCommand(CLI::App& app, const std::string& name, const std::string& help, Options& options)
@@ -69,7 +85,7 @@ int Main(int argc, char** argv, cli::Output& out, cli::Output& err)
     options.file = TARNIX_YAML;
     CLI::App app(
         "Checks and shows a configuration file of tarnix without running it.\n"
-        "Exit status: 0 good, 1 faults, 2 wrong arguments, 3 the output cannot be written.",
+        "Exit status: 0 good, 1 faults, 2 wrong arguments, 3 the output cannot be written, or no memory.",
         "tarnix-config");
     app.set_version_flag("--version", "tarnix-config " TARNIX_CONFIG_VERSION);
     app.require_subcommand(1);
@@ -82,8 +98,8 @@ int Main(int argc, char** argv, cli::Output& out, cli::Output& err)
     } catch (const CLI::ParseError& error) {
         std::ostringstream text;
         const int status = app.exit(error, text, text);
-        return status == 0 ? Finish(out, text.str(), EXIT_GOOD)
-                           : Finish(err, "tarnix-config: " + text.str(), EXIT_USAGE);
+        return status == 0 ? Finish(out, err, text.str(), EXIT_GOOD)
+                           : Complain(err, "tarnix-config: " + text.str(), EXIT_USAGE);
     }
     return Execute(options, out, err);
 }
@@ -92,11 +108,17 @@ int Main(int argc, char** argv, cli::Output& out, cli::Output& err)
 
 int main(int argc, char** argv)
 {
-    cli::Output out(STDOUT_FILENO, false, cli::Output::Flush::WHEN_FULL, {});
-    cli::Output err(STDERR_FILENO, false, cli::Output::Flush::WHEN_FULL, {});
     try {
-        return Main(argc, argv, out, err);
-    } catch (const std::exception& error) {
-        return Finish(err, std::string("tarnix-config: ") + error.what() + "\n", EXIT_RUN_TIME);
+        cli::Output out(STDOUT_FILENO, false, cli::Output::Flush::WHEN_FULL, {});
+        cli::Output err(STDERR_FILENO, false, cli::Output::Flush::WHEN_FULL, {});
+        try {
+            return Main(argc, argv, out, err);
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& error) {
+            return Complain(err, std::string("tarnix-config: ") + error.what() + "\n", EXIT_RUN_TIME);
+        }
+    } catch (const std::bad_alloc&) {
+        return cli::EndOutOfMemory("tarnix-config", EXIT_RUN_TIME);
     }
 }

@@ -74,14 +74,12 @@ int main(int argc, char** argv)
     cli::OccupyStandardDescriptors();
     cli::InstallSignalHandlers();
     TakeHangUpForAnEnd();
-    cli::Output out(STDOUT_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
-    cli::Output err(STDERR_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
-    const bool redraw = cli::CanRedraw(isatty(STDOUT_FILENO) == 1, cli::ProcessEnvironment);
     try {
+        cli::Output out(STDOUT_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
+        cli::Output err(STDERR_FILENO, false, cli::Output::Flush::EACH_COMMIT, cli::StopRequested);
+        const bool redraw = cli::CanRedraw(isatty(STDOUT_FILENO) == 1, cli::ProcessEnvironment);
         return Main(argc, argv, {out, err, redraw});
     } catch (const std::bad_alloc&) {
-        err.Buffer() += "tnstat: " + messages::OutOfMemory() + "\n";
-        err.Commit();
-        return EXIT_RUN_TIME;
+        return cli::EndOutOfMemory("tnstat", EXIT_RUN_TIME);
     }
 }

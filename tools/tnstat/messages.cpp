@@ -114,9 +114,4 @@ std::string CannotWriteOutput(int error)
     return "cannot write the output: " + ErrorText(error);
 }
 
-std::string OutOfMemory()
-{
-    return "out of memory";
-}
-
 }  // namespace tnstat::messages

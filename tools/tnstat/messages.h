@@ -23,7 +23,6 @@ std::string CannotListen(const std::string& ip, unsigned port, int error);
 std::string CannotServe(const std::string& ip, unsigned port);
 std::string Listening(const std::string& url);
 std::string CannotWriteOutput(int error);
-std::string OutOfMemory();
 
 }  // namespace tnstat::messages
 

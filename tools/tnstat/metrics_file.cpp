@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "common/owned_descriptor.h"
+#include "host/retried_open.h"
 #include "tools/tnstat/messages.h"
 
 namespace tnstat {
@@ -76,7 +77,8 @@ std::string ImpossibleFigure(const SystemMetrics& record)
 
 Reading ReadMetricsFile(const std::string& path)
 {
-    const runtime::OwnedDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    const runtime::OwnedDescriptor file(
+        host::OpenRetrying(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status = {};
     if (file.Get() < 0 || fstat(file.Get(), &status) != 0) {
         return Fault(messages::CannotReadMetrics(path, errno));

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -164,6 +165,116 @@ TEST(Output, AnEndThatWasAskedForDoesNotWaitForeverOnAFullPipe)
     close(ends[0]);
 }
 
+TEST(Output, AnEndThatIsAskedForDuringAWaitNeedsNoSignalToBeSeen)
+{
+    for (const int flags : {0, O_NONBLOCK}) {
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC | flags), 0);
+        int looks = 0;
+        Output output(ends[1], true, Output::Flush::EACH_COMMIT, [&looks] { return ++looks > 40; });
+        output.Buffer() += std::string(1000000, 'x');
+        output.Commit();
+        EXPECT_EQ(output.GetState(), Output::State::FAILED) << flags;
+        EXPECT_EQ(output.ErrorNumber(), ETIMEDOUT) << flags;
+        close(ends[0]);
+    }
+}
+
+int g_readEnd = -1;
+int g_signals = 0;
+
+/// Interrupts a wait a few times before it reads from the pipe, so that the wait has to be taken up again.
+extern "C" void ReadLater(int /*number*/)
+{
+    const int savedErrno = errno;
+    char text[65536];
+    if (++g_signals > 2 && read(g_readEnd, text, sizeof(text)) < 0) {
+        g_signals = -1000;
+    }
+    errno = savedErrno;
+}
+
+TEST(Output, ASignalDuringAWaitIsNoFailure)
+{
+    for (const int flags : {0, O_NONBLOCK}) {
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        ASSERT_EQ(fcntl(ends[1], F_SETFL, flags), 0);
+        Output output(ends[1], true, Output::Flush::EACH_COMMIT, [] { return false; });
+        output.Buffer() += std::string(65536, 'x');
+        output.Commit();
+        ASSERT_EQ(output.GetState(), Output::State::GOOD) << "the pipe is full now";
+
+        g_readEnd = ends[0];
+        g_signals = 0;
+        struct sigaction action {};
+        action.sa_handler = ReadLater;
+        struct sigaction before {};
+        ASSERT_EQ(sigaction(SIGALRM, &action, &before), 0);
+        const itimerval often{{0, 5000}, {0, 5000}};
+        ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+        output.Buffer() += "more";
+        output.Commit();
+        const itimerval never{};
+        ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
+        sigaction(SIGALRM, &before, nullptr);
+        EXPECT_GE(g_signals, 3);
+        EXPECT_EQ(output.GetState(), Output::State::GOOD) << flags;
+        char text[8] = {};
+        EXPECT_EQ(read(ends[0], text, sizeof(text)), 4);
+        EXPECT_STREQ(text, "more");
+        close(ends[0]);
+    }
+}
+
+TEST(Output, AFailureOfCloseShowsAndTheFirstFailureIsKept)
+{
+    const int gone = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(gone, 0);
+    Output owner(gone, true, Output::Flush::WHEN_FULL, nullptr);
+    close(gone);
+    owner.Close();
+    EXPECT_EQ(owner.GetState(), Output::State::FAILED);
+    EXPECT_EQ(owner.ErrorNumber(), EBADF);
+    owner.Close();
+    EXPECT_EQ(owner.ErrorNumber(), EBADF) << "closed already";
+
+    Output lent(gone, false, Output::Flush::WHEN_FULL, nullptr);
+    lent.Close();
+    EXPECT_EQ(lent.GetState(), Output::State::GOOD)
+        << "nothing was to be written, and closing is the owner's";
+
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    if (full < 0) {
+        GTEST_SKIP() << "/dev/full cannot be opened here";
+    }
+    Output first(full, true, Output::Flush::EACH_COMMIT, nullptr);
+    first.Buffer() += "text";
+    first.Commit();
+    close(full);
+    first.Close();
+    EXPECT_EQ(first.ErrorNumber(), ENOSPC);
+}
+
+TEST(Output, StandardInputThatIsClosedIsNoRecording)
+{
+    const TempDirectory directory;
+    const std::string path = directory / "f";
+    close(OpenOutputFile(path));
+    const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    close(STDIN_FILENO);
+    EXPECT_FALSE(IsSameFile("-", path));
+    const int file = open(path.c_str(), O_RDONLY);
+    ASSERT_EQ(file, STDIN_FILENO);
+    EXPECT_TRUE(IsSameFile("-", path));
+    EXPECT_FALSE(IsSameFile("-", "/proc/self/stat")) << "on another file system";
+    close(file);
+    if (kept >= 0) {
+        EXPECT_EQ(dup2(kept, STDIN_FILENO), STDIN_FILENO);
+        close(kept);
+    }
+}
+
 TEST(Output, OpensByMakingOrEmptying)
 {
     const TempDirectory directory;
@@ -207,6 +318,50 @@ TEST(Output, KnowsTheRecordingUnderAnyName)
         return (IsSameFile("-", linked) ? 1 : 0) + (IsSameFile("-", other) ? 2 : 0);
     });
     EXPECT_EQ(child.status, 1);
+}
+
+TEST(EndOutOfMemory, SaysWhoAndReturnsTheStatus)
+{
+    const support::ChildResult child = support::RunInChild([] { return EndOutOfMemory("a-program", 3); });
+    EXPECT_EQ(child.status, 3);
+    EXPECT_EQ(child.err, "a-program: out of memory\n");
+}
+
+/// Standard error becomes a pipe that holds as much as it can and has no reader. Returns the end to read
+/// from.
+int FillStandardError()
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+        return -1;
+    }
+    const std::string block(4096, 'x');
+    while (write(ends[1], block.data(), block.size()) > 0) {
+    }
+    return fcntl(ends[1], F_SETFL, 0) == 0 && dup2(ends[1], STDERR_FILENO) >= 0 ? ends[0] : -1;
+}
+
+TEST(EndOutOfMemory, DoesNotWaitForAReaderThatTakesNothing)
+{
+    const support::ChildResult child =
+        support::RunInChild([] { return FillStandardError() < 0 ? 99 : EndOutOfMemory("a-program", 3); });
+    EXPECT_EQ(child.status, 3);
+}
+
+TEST(EndOutOfMemory, ASignalEndsTheWait)
+{
+    const support::ChildResult child = support::RunInChild([] {
+        if (FillStandardError() < 0) {
+            return 99;
+        }
+        struct sigaction action {};
+        action.sa_handler = [](int /*number*/) {};
+        sigaction(SIGALRM, &action, nullptr);
+        const itimerval often{{0, 5000}, {0, 5000}};
+        setitimer(ITIMER_REAL, &often, nullptr);
+        return EndOutOfMemory("a-program", 3);
+    });
+    EXPECT_EQ(child.status, 3);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "common/log_line_writer.h"
+#include "common/log_stream.h"
 #include "common/logger_ctl.h"
 #include "tests/unit/common/logger_fixture.h"
 
@@ -88,7 +89,6 @@ TEST(LogTexts, ReportsOfLostLines)
               "[Logger] 1 line was lost on standard output: Broken pipe (errno 32)");
     EXPECT_EQ(runtime::LostLinesText(2, 9999, "a\nb"),
               "[Logger] 2 lines were lost on a\\nb: Unknown error 9999 (errno 9999)");
-    EXPECT_EQ(runtime::OpenFailureText("/x/y"), "[Logger] Failed to open log file: /x/y");
 }
 
 TEST_F(LoggerFaults, FilesAreOpenedCloseOnExecAppendingWithMode0640)
@@ -354,4 +354,17 @@ TEST_F(LoggerFaults, ABufferThatFailsOrThrowsLosesLinesOnly)
     EXPECT_EQ(
         WithoutStamps(sink.taken),
         "[WARN] [Logger] 2 lines were lost on standard output: Input/output error (errno 5)\n[INFO] 3\n");
+}
+
+TEST_F(LoggerFaults, AStreamWhoseOpenFailedIsGoodOnceItOpens)
+{
+    const std::string path = directory / "log";
+    runtime::LogStream stream(directory / "absent/log");
+    EXPECT_FALSE(stream.is_open());
+    EXPECT_TRUE(stream.fail());
+    stream.Open(path);
+    EXPECT_TRUE(stream.is_open());
+    EXPECT_TRUE(stream.good());
+    stream << "line\n";
+    EXPECT_EQ(FileText(path), "line\n");
 }

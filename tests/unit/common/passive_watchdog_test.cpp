@@ -21,6 +21,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/child_run.h"
+#include "tests/support/sanitized.h"
 #include "tests/unit/common/watchdog_fixture.h"
 
 using std::chrono::milliseconds;
@@ -29,20 +30,13 @@ using support::FileText;
 using support::RunInChild;
 using testing::ElementsAre;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define SANITIZER_OWNS_PTHREAD_CREATE 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define SANITIZER_OWNS_PTHREAD_CREATE 1
-#endif
-#endif
-
 namespace {
 
 constexpr const char* STARTED = "INFO Watchdog monitor thread started";
 constexpr const char* STOPPED = "DEBUG Watchdog monitor thread stopped";
 
 std::atomic<int> g_threadsUntilFailure{std::numeric_limits<int>::max()};
+std::atomic<int> g_threadError{EAGAIN};
 
 /// The status files of this process's threads that are called `name`.
 std::vector<std::string> ThreadsCalled(const std::string& name)
@@ -63,15 +57,15 @@ std::vector<std::string> ThreadsCalled(const std::string& name)
 
 }  // namespace
 
-#ifndef SANITIZER_OWNS_PTHREAD_CREATE
-// Fails as on a machine that is out of threads, when the test asks for it.
+#if !TESTS_SANITIZED
+// Fails as on a machine that is out of threads, or of memory, when the test asks for it.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                               void* argument)
 {
     using Function = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     static const auto REAL = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "pthread_create"));
     if (g_threadsUntilFailure.fetch_sub(1) <= 0) {
-        return EAGAIN;
+        return g_threadError;
     }
     return REAL(thread, attributes, body, argument);
 }
@@ -79,7 +73,11 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 
 class PassiveWatchdogTest : public LoggerFixture {
 protected:
-    ~PassiveWatchdogTest() override { g_threadsUntilFailure = std::numeric_limits<int>::max(); }
+    ~PassiveWatchdogTest() override
+    {
+        g_threadsUntilFailure = std::numeric_limits<int>::max();
+        g_threadError = EAGAIN;
+    }
 };
 
 TEST_F(PassiveWatchdogTest, IsConstructedStopped)
@@ -259,7 +257,7 @@ TEST_F(PassiveWatchdogTest, AChannelWithoutFunctionsIsNotCalled)
 
 TEST_F(PassiveWatchdogTest, AThreadThatCannotBeCreatedIsReported)
 {
-#ifdef SANITIZER_OWNS_PTHREAD_CREATE
+#if TESTS_SANITIZED
     GTEST_SKIP() << "pthread_create belongs to the sanitizer here and cannot be made to fail";
 #endif
     const Recorder recorder;
@@ -277,9 +275,26 @@ TEST_F(PassiveWatchdogTest, AThreadThatCannotBeCreatedIsReported)
     watchdog.Stop();
 }
 
+TEST_F(PassiveWatchdogTest, AThreadWithoutMemoryIsReportedWithItsRemedy)
+{
+#if TESTS_SANITIZED
+    GTEST_SKIP() << "pthread_create belongs to the sanitizer here and cannot be made to fail";
+#endif
+    const Recorder recorder;
+    PassiveWatchdog watchdog;
+    g_threadError = ENOMEM;
+    g_threadsUntilFailure = 0;
+    watchdog.Start(LONG_TIMEOUT);
+    EXPECT_FALSE(watchdog.running);
+    EXPECT_THAT(
+        recorder.Lines(),
+        ElementsAre("ERROR Watchdog not started, the main loop is not guarded: cannot create its thread "
+                    "(errno 12), free some memory"));
+}
+
 TEST_F(PassiveWatchdogTest, WithoutAThreadForTheLinesTheProcessEndsAtOnce)
 {
-#ifdef SANITIZER_OWNS_PTHREAD_CREATE
+#if TESTS_SANITIZED
     GTEST_SKIP() << "pthread_create belongs to the sanitizer here and cannot be made to fail";
 #endif
     const ChildResult result = RunInChild([] {

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "common/probes.h"
-#include "tests/support/counted_new.h"
+#include "tests/support/failing_memory.h"
 #include "tests/support/probe_tree.h"
 
 namespace {
@@ -36,20 +36,10 @@ class ProbeMemory : public testing::Test {
 protected:
     ProbeMemory()
     {
-        tree.Write("sys/devices/system/cpu/smt/active", "1\n");
-        tree.Write("sys/devices/system/cpu/cpu7/topology/physical_package_id", "3\n");
-        tree.Write("sys/class/net/an-interface/device/numa_node", "2\n");
-        tree.Write("sys/devices/system/node/node1/meminfo", "Node 1 MemFree: 4711 kB\n");
-        tree.Write("proc/sys/kernel/numa_balancing", "1\n");
-        tree.Write("proc/cpuinfo", "CPU implementer\t: 0x48\nCPU part\t: 0xd02\n");
-        tree.Write("proc/version", "Linux version 5.10000000000000000000.7-x (y)\n");
-        tree.Write("proc/42/comm", "kworker/u128:3-events_unbound\n");
-        tree.Write("proc/42/status", "Name:\tkworker/u128:3-events_unbound\nPPid:\t2\n");
-        tree.Write("proc/42/cmdline", std::string(100000, 'x'));
-        tree.Write("proc/42/numa_maps", "7f00 default N0=5 N1=6\n");
+        support::WriteProbedFiles(tree);
         wordFile = tree.Write("word", "a-word-of-more-than-fifteen-characters\n");
     }
-    ~ProbeMemory() override { support::AllowAllocations(); }
+    ~ProbeMemory() override { support::AllowMemory(); }
 
     support::ProbeTree tree;
     std::string wordFile;
@@ -102,13 +92,13 @@ TEST_F(ProbeMemory, NoneThrowsWhateverAllocationFails)
         for (size_t allowed = 0; allowed <= ENOUGH; ++allowed) {
             std::string result;
             bool threw = false;
-            support::FailAllocationsAfter(allowed);
+            support::FailMemory(allowed + 1, support::Failing::ALL_FROM);
             try {
                 probe.run(result);
             } catch (const std::bad_alloc&) {
                 threw = true;
             }
-            support::AllowAllocations();
+            support::AllowMemory();
             EXPECT_FALSE(threw) << probe.name << " after " << allowed;
             EXPECT_TRUE(result == probe.expected || (allowed < ENOUGH && result == probe.failure))
                 << probe.name << " after " << allowed << ": " << result;

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/counted_new.h"
+#include "tests/support/failing_memory.h"
 #include "tests/support/stat_fixture.h"
 
 namespace {
@@ -236,11 +236,11 @@ TEST_F(StatTest, AllocatesNothingAfterTheFirstRun)
     Resize(8);
     Write(TextOf(SomeRows(8)));
     stat.Run();
-    const size_t before = support::Allocations();
+    const size_t before = support::MemoryRequests();
     for (int round = 0; round < 10; ++round) {
         stat.Run();
     }
-    EXPECT_EQ(support::Allocations(), before);
+    EXPECT_EQ(support::MemoryRequests(), before);
 }
 
 /// The plain form: every table copied, every value looked up.

@@ -17,14 +17,7 @@
 #include "tests/support/child_run.h"
 #include "tests/support/conf_text.h"
 #include "tests/support/own_directory.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define TESTS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TESTS_SANITIZER 1
-#endif
-#endif
+#include "tests/support/sanitized.h"
 
 namespace {
 
@@ -33,7 +26,7 @@ constexpr std::size_t MEBIBYTE = 1U << 20U;
 /// Why the memory of this process says nothing about the code's own; empty when it does.
 std::string NoMemoryFigures()
 {
-#ifdef TESTS_SANITIZER
+#if TESTS_SANITIZED
     return "memory is not judged: a sanitizer keeps released blocks and its own records; its leak check "
            "judges";
 #elif defined(__aarch64__)

@@ -4,7 +4,11 @@
 
 #include <pthread.h>
 #include <sys/resource.h>
+#include <time.h>
 
+#include <cstdint>
+
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <locale>
@@ -19,7 +23,8 @@ namespace {
 using process_pattern::FullMatch;
 using process_pattern::Refusal;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__aarch64__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__aarch64__) || \
+    defined(WITH_COVERAGE)
 constexpr bool SLOW = true;  // instrumented or emulated
 #else
 constexpr bool SLOW = false;
@@ -174,6 +179,14 @@ const char* const PATTERN_CLASSES[] = {
     "(?:||||||||||||||||||||){350}",
     "(?:|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a|a){100}"};
 
+/// Processor time of this process: what a match takes whatever else the machine is doing.
+std::chrono::nanoseconds ProcessTime()
+{
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 /// Every pattern class on subjects of all lengths, answered within a second each.
 void MatchEverything()
 {
@@ -183,10 +196,15 @@ void MatchEverything()
         }
         const std::string subject(length, 'a');
         for (const char* pattern : PATTERN_CLASSES) {
-            const auto start = std::chrono::steady_clock::now();
-            FullMatch(pattern, subject);
-            const auto took = std::chrono::steady_clock::now() - start;
-            EXPECT_LT(took, std::chrono::milliseconds(SLOW ? 20000 : 1000)) << pattern << " on " << length;
+            constexpr std::int64_t BOUND_NS = (SLOW ? 20 : 1) * std::int64_t{1000000000};
+            // The quicker of two: on a busy machine the same work may take more of its time.
+            std::int64_t quicker = INT64_MAX;
+            for (int i = 0; i < 2 && quicker >= BOUND_NS; ++i) {
+                const auto start = ProcessTime();
+                FullMatch(pattern, subject);
+                quicker = std::min<std::int64_t>(quicker, (ProcessTime() - start).count());
+            }
+            EXPECT_LT(quicker, BOUND_NS) << pattern << " on " << length;
         }
     }
 }

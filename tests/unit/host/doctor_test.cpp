@@ -33,6 +33,7 @@ protected:
     DoctorTest()
     {
         procfs.Write("sys/kernel/osrelease", "6.6.1-test\n");
+        procfs.Write("vmstat", "numa_hint_faults 3\nnuma_hint_faults_local 2\nnuma_pages_migrated 1\n");
         SetProcess("2", "000001ffffffffff");
         options.procfsRoot = procfs.Root();
     }
@@ -80,7 +81,9 @@ TEST_F(DoctorTest, AGoodServer)
                             "pmu die3_hub10 | OK | type 27" + pmu + "32, counted on CPU 32 | ",
                             "permission | OK | perf_event_paranoid 2, CAP_PERFMON yes, CAP_SYS_ADMIN yes | ",
                             "descriptors | OK | 76 needed, soft limit 1024, hard limit 4096 | ",
-                            "open | OK | 4 of 4 readers (a PMU on a CPU each) were opened and read | "));
+                            "open | OK | 4 of 4 readers (a PMU on a CPU each) were opened and read | ",
+                            "kernel counts | OK | allocated pages are counted on 4 nodes; hint faults are "
+                            "counted | "));
     EXPECT_EQ(host::WorstVerdict(host::Diagnose(options, perf)), host::Verdict::OK);
     EXPECT_TRUE(perf.counters.empty());
 }
@@ -100,7 +103,8 @@ TEST_F(DoctorTest, AMachineWithoutThePmus)
                 "rx_outer=PMU/event/, numa-score list shows what there is",
             "permission | OK | perf_event_paranoid 2, CAP_PERFMON yes, CAP_SYS_ADMIN yes | ",
             "descriptors | OK | 64 needed, soft limit 1024, hard limit 4096 | ",
-            "open | OK | perf_event_open works, tried with the software clock on CPU 0 | "));
+            "open | OK | perf_event_open works, tried with the software clock on CPU 0 | ",
+            "kernel counts | OK | allocated pages are counted on 1 node; hint faults are counted | "));
     EXPECT_EQ(host::WorstVerdict(host::Diagnose(options, perf)), host::Verdict::FAIL);
     EXPECT_EQ(perf.opened.at(0).type, 1U);
     EXPECT_TRUE(perf.counters.empty());
@@ -219,6 +223,31 @@ TEST_F(DoctorTest, APmuThatCannotCountAllAtOnceIsAWarning)
         CheckNamed("wide_mask", "open"),
         "open | WARN | 2 of 2 readers (a PMU on a CPU each) were opened and read, 2 without a group | the "
         "PMU counts the events by turns, figures are scaled; end other profilers of this PMU");
+}
+
+TEST_F(DoctorTest, WhatTheKernelCountsIsTold)
+{
+    const std::string nodes = "kernel counts | OK | allocated pages are counted on 4 nodes; ";
+    procfs.Write("sys/kernel/numa_balancing", "0\n");
+    EXPECT_EQ(CheckNamed("two_sockets", "kernel counts"),
+              nodes + "hint faults are not counted: kernel.numa_balancing is 0 | ");
+    procfs.Write("sys/kernel/numa_balancing", "1\n");
+    EXPECT_EQ(CheckNamed("two_sockets", "kernel counts"), nodes + "hint faults are counted | ");
+    procfs.Write("vmstat", "nr_free_pages 5\n");
+    EXPECT_EQ(CheckNamed("two_sockets", "kernel counts"),
+              nodes + "hint faults are not counted: " + procfs.Root() +
+                  "/vmstat: no row numa_hint_faults, this kernel has no automatic NUMA balancing | ");
+    procfs.Write("sys/vm/numa_stat", "0\n");
+    const std::string remedy =
+        " | the score has no second opinion without them: see that sysfs and procfs are mounted and that "
+        "vm.numa_stat is 1";
+    procfs.Remove("vmstat");
+    EXPECT_EQ(
+        CheckNamed("two_sockets", "kernel counts"),
+        "kernel counts | WARN | allocated pages are not counted: vm.numa_stat is 0; hint faults are not "
+        "counted: cannot read " +
+            procfs.Root() + "/vmstat: No such file or directory" + remedy);
+    EXPECT_EQ(host::WorstVerdict(host::Diagnose(options, perf)), host::Verdict::WARN);
 }
 
 TEST_F(DoctorTest, MissingFilesAreWarnings)

@@ -46,6 +46,30 @@ TEST(EscapeText, KeepsPlainTextAndEscapesTheRest)
     }
 }
 
+/// The character `code` (0x80 to 0xFFFF) in UTF-8.
+std::string Utf8(unsigned code)
+{
+    const auto tail = [](unsigned bits) { return static_cast<char>(0x80U | (bits & 0x3FU)); };
+    if (code < 0x800U) {
+        return {static_cast<char>(0xC0U | (code >> 6U)), tail(code)};
+    }
+    return {static_cast<char>(0xE0U | (code >> 12U)), tail(code >> 6U), tail(code)};
+}
+
+TEST(EscapeText, LineSeparatorsAndMarksOfDirectionDoNotReachATerminal)
+{
+    for (const unsigned code :
+         {0x80U, 0x9FU, 0x61CU, 0x200EU, 0x200FU, 0x2028U, 0x2029U, 0x202AU, 0x202EU, 0x2066U, 0x2069U}) {
+        const std::string escaped = EscapeText(Utf8(code));
+        EXPECT_EQ(escaped.substr(0, 2), "\\x") << std::hex << code;
+        EXPECT_EQ(escaped.size(), 4 * Utf8(code).size()) << std::hex << code;
+    }
+    for (const unsigned code :
+         {0xA0U, 0x61BU, 0x61DU, 0x200DU, 0x2010U, 0x2027U, 0x202FU, 0x2065U, 0x206AU}) {
+        EXPECT_EQ(EscapeText(Utf8(code)), Utf8(code)) << std::hex << code;
+    }
+}
+
 TEST(EscapeText, CutsWholePiecesAtTheLimit)
 {
     EXPECT_EQ(EscapeText("abcdef"sv, 6), "abcdef");

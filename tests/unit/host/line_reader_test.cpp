@@ -9,6 +9,8 @@
 
 #include <cerrno>
 
+#include <algorithm>
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -140,6 +142,49 @@ TEST(LineReader, BoundsTheWaitForTheFirstInput)
     EXPECT_EQ(reader.Next(line), Status::TIMED_OUT);
 }
 
+TEST(LineReader, ReturnsFromALongWaitForTheCallerToLookUp)
+{
+    Pipe pipe;
+    LineReader reader(pipe.ReadEnd(), true);
+    std::string_view line;
+    EXPECT_EQ(reader.Next(line), Status::INTERRUPTED);
+    pipe.Write("one\ntw");
+    ASSERT_EQ(reader.Next(line), Status::LINE);
+    EXPECT_EQ(reader.Next(line), Status::INTERRUPTED);
+    pipe.Write("o\n");
+    ASSERT_EQ(reader.Next(line), Status::LINE);
+    EXPECT_EQ(line, "two");
+}
+
+TEST(LineReader, TheWaitForTheFirstInputGoesOnOverItsParts)
+{
+    Pipe pipe;
+    LineReader reader(pipe.ReadEnd(), true);
+    constexpr int FIRST_INPUT_MS = 5 * LineReader::SLICE_MS / 2;
+    reader.SetFirstInputMs(FIRST_INPUT_MS);
+    std::string_view line;
+    const auto begin = std::chrono::steady_clock::now();
+    Status status = reader.Next(line);
+    EXPECT_EQ(status, Status::INTERRUPTED);
+    while (status == Status::INTERRUPTED) {
+        status = reader.Next(line);
+    }
+    EXPECT_EQ(status, Status::TIMED_OUT);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(FIRST_INPUT_MS - 1));
+}
+
+TEST(LineReader, OnceThereWasInputTheWaitIsNotBounded)
+{
+    Pipe pipe;
+    LineReader reader(pipe.ReadEnd(), true);
+    reader.SetFirstInputMs(LineReader::SLICE_MS);
+    std::string_view line;
+    pipe.Write("o");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(reader.Next(line), Status::INTERRUPTED);
+    }
+}
+
 void IgnoreSignal(int) {}
 
 TEST(LineReader, LetsASignalEndTheWait)
@@ -155,9 +200,17 @@ TEST(LineReader, LetsASignalEndTheWait)
     LineReader reader(pipe.ReadEnd(), true);
     std::string_view line;
     ASSERT_EQ(setitimer(ITIMER_REAL, &every, nullptr), 0);
-    const Status status = reader.Next(line);
+    // Without the signal it would take a slice, each time.
+    Status status = Status::INTERRUPTED;
+    auto quickest = std::chrono::nanoseconds::max();
+    for (int i = 0; i < 10 && status == Status::INTERRUPTED; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
+        status = reader.Next(line);
+        quickest = std::min<std::chrono::nanoseconds>(quickest, std::chrono::steady_clock::now() - begin);
+    }
     setitimer(ITIMER_REAL, &never, nullptr);
     sigaction(SIGALRM, &before, nullptr);
+    EXPECT_LT(quickest, std::chrono::milliseconds(LineReader::SLICE_MS / 2));
     EXPECT_EQ(status, Status::INTERRUPTED);
     pipe.Write("one\n");
     ASSERT_EQ(reader.Next(line), Status::LINE);

@@ -212,6 +212,21 @@ TEST_F(PluginLoader, MissesAnInstance)
                       "least one kovari::Interface");
 }
 
+TEST_F(PluginLoader, TriesALibraryWithoutItsEntryPoint)
+{
+    for (const char* name : {"good", "no_entry", "entry_throws"}) {
+        const LoadResult result = host::TryLibrary(Sample(name));
+        EXPECT_EQ(result.failure, LoadFailure::NONE) << result.message;
+        EXPECT_EQ(result.plugin, nullptr);
+        EXPECT_EQ(dlopen(Sample(name).c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it stayed loaded";
+    }
+    EXPECT_EQ(host::TryLibrary(Sample("undefined_symbol")).failure, LoadFailure::UNDEFINED_SYMBOL);
+    EXPECT_EQ(host::TryLibrary(Sample("undefined_symbol")).message,
+              LoadPlugin(Sample("undefined_symbol")).message);
+    EXPECT_EQ(host::TryLibrary(directory).failure, LoadFailure::NOT_A_LIBRARY);
+    EXPECT_EQ(host::TryLibrary(In("absent")).failure, LoadFailure::NO_FILE);
+}
+
 TEST_F(PluginLoader, SurvivesAnEntryPointThatThrows)
 {
     const std::string remedy = "; correct what it complains about and load it again";

@@ -67,8 +67,13 @@ inline WholeReplay ReadAll(const host::ReplayOptions& options)
         return whole;
     }
     host::CounterBatch batch;
-    while ((whole.status = whole.source->Read(batch)) == host::CounterSource::Status::BATCH) {
-        whole.batches.push_back(batch);
+    for (;;) {
+        whole.status = whole.source->Read(batch);
+        if (whole.status == host::CounterSource::Status::BATCH) {
+            whole.batches.push_back(batch);
+        } else if (whole.status != host::CounterSource::Status::WAITING) {
+            break;
+        }
     }
     whole.remarks = whole.source->TakeRemarks();
     whole.error = whole.source->Error();

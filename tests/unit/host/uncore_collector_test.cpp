@@ -158,6 +158,27 @@ TEST_F(UncoreCollectorTest, PublishesNothingAfterTheEnd)
     }
 }
 
+TEST_F(UncoreCollectorTest, ASourceThatWaitsIsAskedAgain)
+{
+    Make({Batch(100, {}), Batch(50, {})});
+    source->waits = true;
+    collector->OpenTopic(UNCORE);
+    EXPECT_EQ(collector->Fetch(), Status::WAITING);
+    EXPECT_EQ(collector->SourceStatus(), Status::WAITING);
+    EXPECT_EQ(collector->Fetch(), Status::BATCH);
+    collector->Run();
+    ASSERT_EQ(queue->messages.size(), 1U);
+    collector->Run();
+    EXPECT_EQ(queue->messages.size(), 1U) << "nothing to publish yet";
+    EXPECT_EQ(collector->Batch().intervalMs, 100) << "what was published last";
+    collector->Run();
+    ASSERT_EQ(queue->messages.size(), 2U);
+    EXPECT_EQ(Published(1).interval, 50);
+    EXPECT_EQ(collector->Fetch(), Status::WAITING);
+    EXPECT_EQ(collector->Fetch(), Status::END);
+    EXPECT_EQ(source->reads, 6U);
+}
+
 TEST_F(UncoreCollectorTest, ReadsOnlyWhileTheTopicIsOpen)
 {
     Make({Batch(1, {}), Batch(2, {}), Batch(3, {})});

@@ -46,6 +46,37 @@ TEST(JsonWriter, WritesAPeriod)
               "\"flags\":[]}\n");
 }
 
+TEST(JsonWriter, WritesWhatTheKernelCounted)
+{
+    host::OpinionReport report;
+    report.spanNs = 1000999999;
+    report.kernel.nodesCounted = true;
+    report.kernel.hintsCounted = true;
+    report.kernel.nodes = {{0, {90, 10, 3, 4, 75, 25}, true}, {7, {0, 0, 0, 0, 0, 0}, false}};
+    report.kernel.hints = {8, 6, 2};
+    report.shares = host::SharesOf(report.kernel);
+    PeriodRow row = Row();
+    row.kernel = &report;
+    row.opinion = host::Opinion::NO_DISAGREEMENT;
+    const auto kernel = [](const std::string& text) { return text.substr(text.find("\"flags\":[]")); };
+    EXPECT_EQ(kernel(Written(row)),
+              "\"flags\":[],\"kernel\":{\"interval_ms\":1000,\"opinion\":\"no_disagreement\","
+              "\"remote_allocation_share\":0.25,\"miss_share\":0.1,\"remote_hint_fault_share\":0.25,"
+              "\"nodes\":[{\"node\":0,\"online\":true,\"numa_hit\":90,\"numa_miss\":10,\"numa_foreign\":3,"
+              "\"interleave_hit\":4,\"local_node\":75,\"other_node\":25},"
+              "{\"node\":7,\"online\":false,\"numa_hit\":0,\"numa_miss\":0,\"numa_foreign\":0,"
+              "\"interleave_hit\":0,\"local_node\":0,\"other_node\":0}],"
+              "\"numa_hint_faults\":8,\"numa_hint_faults_local\":6,\"numa_pages_migrated\":2}}\n");
+    const host::OpinionReport nothing;
+    row.kernel = &nothing;
+    row.opinion = host::Opinion::UNDECIDED;
+    EXPECT_EQ(kernel(Written(row)),
+              "\"flags\":[],\"kernel\":{\"interval_ms\":0,\"opinion\":\"undecided\","
+              "\"remote_allocation_share\":null,\"miss_share\":null,\"remote_hint_fault_share\":null,"
+              "\"nodes\":null,\"numa_hint_faults\":null,\"numa_hint_faults_local\":null,"
+              "\"numa_pages_migrated\":null}}\n");
+}
+
 TEST(JsonWriter, WritesUtcAsText)
 {
     PeriodRow row = Row();

@@ -61,7 +61,10 @@ TEST(Messages, Others)
               "stat -a -I 100 -x, -o FILE -e PMU/rx_outer/ -e PMU/rx_sccl/ -e PMU/rx_ops_num/");
     EXPECT_EQ(NoOperationsRecorded("-").substr(0, 16), "standard input: ");
     EXPECT_EQ(NoOperationsRecorded("a\n").substr(0, 5), "a\\n: ");
-    EXPECT_EQ(OutOfMemory(), "out of memory");
+    EXPECT_EQ(KernelDisagrees("one side, other side"),
+              "the score is doubtful: one side, other side; see that the events, or --map, count what their "
+              "names say");
+    EXPECT_EQ(KernelDisagreesNoMore(), "the kernel does not disagree with the score any more");
     EXPECT_EQ(RemarksLeftOut(1), "1 further remark was left out");
     EXPECT_EQ(RemarksLeftOut(2), "2 further remarks were left out");
 }

@@ -33,29 +33,30 @@ TEST(OptionTable, SaysWhichCommandKnowsWhichOption)
 {
     struct Case {
         const char* name;
-        const char* commands;  // live, replay, demo, doctor, list
+        const char* commands;  // live, replay, demo, doctor, list, check
         bool takesValue;
         bool repeatable;
     };
     const Case cases[] = {
-        {"--format", "lrd--", true, false},   {"--count", "lrd--", true, false},
-        {"--duration", "lrd--", true, false}, {"--interval", "lrd--", true, false},
-        {"--per-pmu", "lrd--", false, false}, {"--threshold", "lrd--", true, false},
-        {"--out", "lrd--", true, false},      {"--quiet", "lrd--", false, false},
-        {"--color", "lrd--", true, false},    {"--plugin", "lrdDL", true, false},
-        {"--map", "l--D-", true, true},       {"--sysfs-root", "l--DL", true, false},
-        {"--speed", "-rd--", true, false},    {"--separator", "-r---", true, false},
-        {"--compare", "-r---", true, false},  {"--seed", "--d--", true, false},
-        {"--repeat", "--d--", false, false},
+        {"--format", "lrd--c", true, false},      {"--count", "lrd---", true, false},
+        {"--duration", "lrd---", true, false},    {"--interval", "lrd---", true, false},
+        {"--per-pmu", "lrd---", false, false},    {"--threshold", "lrd---", true, false},
+        {"--out", "lrd--c", true, false},         {"--quiet", "lrd---", false, false},
+        {"--color", "lrd---", true, false},       {"--plugin", "lrdDL-", true, false},
+        {"--map", "l--D--", true, true},          {"--sysfs-root", "l--DL-", true, false},
+        {"--procfs-root", "l--D--", true, false}, {"--speed", "-rd---", true, false},
+        {"--separator", "-r----", true, false},   {"--compare", "-r----", true, false},
+        {"--seed", "--d---", true, false},        {"--repeat", "--d---", false, false},
+        {"--rule", "-----c", true, true},
     };
-    const Command commands[] = {Command::LIVE, Command::REPLAY, Command::DEMO, Command::DOCTOR,
-                                Command::LIST};
+    const Command commands[] = {Command::LIVE,   Command::REPLAY, Command::DEMO,
+                                Command::DOCTOR, Command::LIST,   Command::CHECK};
     EXPECT_EQ(OptionTable().size(), std::size(cases));
     for (const Case& one : cases) {
         const OptionRow& row = Row(one.name);
         std::string known;
-        for (std::size_t i = 0; i < 5; ++i) {
-            known += (row.commands & CommandBit(commands[i])) != 0 ? "lrdDL"[i] : '-';
+        for (std::size_t i = 0; i < 6; ++i) {
+            known += (row.commands & CommandBit(commands[i])) != 0 ? "lrdDLc"[i] : '-';
         }
         EXPECT_EQ(known, one.commands) << one.name;
         EXPECT_EQ(row.placeholder != nullptr, one.takesValue) << one.name;
@@ -94,10 +95,12 @@ TEST(OptionTable, RefusesValuesAndSaysWhatIsExpected)
         {"--plugin", {"", nul}, "the path of a library or of a directory"},
         {"--out", {"", nul}, "the path of a file, or - for standard output"},
         {"--sysfs-root", {"", nul}, "the path of a directory"},
+        {"--procfs-root", {"", nul}, "the path of a directory"},
         {"--compare", {"", nul}, "the path of a recording, or - for standard input"},
         {"--speed", {"", "0", "-1", "0.0000009", "1000000001", "nan", "inf", "Max"}, speed},
         {"--separator", {"", ",,,,,,,,,", "x", "7", ".", "\n", "\\n", nul}, separator},
         {"--seed", {"", "-1", "18446744073709551616", "1.0"}, seed},
+        {"--rule", {"", "all", "Load", "load "}, "the name of a rule, as check shows them"},
         {"--map", {"", "rx_outer", "rx_outer=", "=x/y/", "rx=x/y/", "RX_OUTER=x/y/"}, mapping},
     };
     for (const auto& one : cases) {

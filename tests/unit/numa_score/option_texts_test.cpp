@@ -25,8 +25,8 @@ namespace mdoc = support::mdoc;
 
 const std::vector<Command>& Commands()
 {
-    static const std::vector<Command> commands = {Command::LIVE, Command::REPLAY, Command::DEMO,
-                                                  Command::DOCTOR, Command::LIST};
+    static const std::vector<Command> commands = {Command::LIVE,   Command::REPLAY, Command::DEMO,
+                                                  Command::DOCTOR, Command::LIST,   Command::CHECK};
     return commands;
 }
 

@@ -57,6 +57,7 @@ TEST(Options, Defaults)
     const Options live = Good({"live"});
     EXPECT_EQ(live.command, Command::LIVE);
     EXPECT_EQ(live.sysfsRoot, "/sys");
+    EXPECT_EQ(live.procfsRoot, "/proc");
     EXPECT_TRUE(live.mappings.empty());
     const Options replay = Good({"replay", "file"});
     EXPECT_EQ(replay.command, Command::REPLAY);
@@ -64,6 +65,14 @@ TEST(Options, Defaults)
     EXPECT_FALSE(replay.speed.has_value());
     EXPECT_EQ(Good({"doctor"}).command, Command::DOCTOR);
     EXPECT_EQ(Good({"list"}).command, Command::LIST);
+}
+
+TEST(Options, DefaultsMayBeGivenByName)
+{
+    const Options options = Good({"demo", "--format", "table", "--color", "auto"});
+    EXPECT_EQ(options.format, Format::TABLE);
+    EXPECT_EQ(options.color, cli::ColorChoice::AUTO);
+    EXPECT_EQ(Good({"demo", "--format", "json"}).format, Format::JSON);
 }
 
 TEST(Options, WhatEveryRunKnowsStandsBeforeOrAfterTheCommand)
@@ -111,6 +120,8 @@ TEST(Options, OfOneCommand)
     EXPECT_TRUE(demo.repeat);
     EXPECT_FALSE(demo.speed.has_value());
     EXPECT_EQ(Good({"doctor", "--sysfs-root", "d"}).sysfsRoot, "d");
+    EXPECT_EQ(Good({"doctor", "--procfs-root", "p"}).procfsRoot, "p");
+    EXPECT_EQ(Good({"live", "--procfs-root", "p"}).procfsRoot, "p");
     EXPECT_EQ(Good({"--plugin", "q", "list"}).plugin, "q");
 }
 
@@ -135,8 +146,8 @@ TEST(Options, UsageErrors)
         const char* error;
         const char* command;  // in the hint
     } cases[] = {
-        {{}, "no command, expected one of live, replay, demo, doctor, list", ""},
-        {{"--quiet"}, "no command, expected one of live, replay, demo, doctor, list", ""},
+        {{}, "no command, expected one of live, replay, demo, doctor, list, check", ""},
+        {{"--quiet"}, "no command, expected one of live, replay, demo, doctor, list, check", ""},
         {{"bogus"}, "unexpected argument \"bogus\"", ""},
         {{"bo\n\x1bgus"}, "unexpected argument \"bo\\n\\x1bgus\"", ""},
         {{"--bogus", "demo"}, "unexpected argument \"--bogus\"", "demo "},
@@ -210,7 +221,8 @@ TEST(Options, HelpAndVersionGoToStandardOutput)
             EXPECT_THAT(line.out, HasSubstr(std::string("\n  ") + command + "  "));
         }
         EXPECT_THAT(line.out, HasSubstr("--format table|csv|json"));
-        EXPECT_THAT(line.out, HasSubstr("\nExit status: 0 good, 1 run-time failure, 2 usage, 3 no PMU"));
+        EXPECT_THAT(line.out, HasSubstr("\nExit status: 0 good, 1 run-time failure or a rule failed or not "
+                                        "examined, 2 usage, 3 no PMU"));
     }
     const std::string replay = Parse({"replay", "--help"}).out;
     EXPECT_THAT(replay, HasSubstr("--compare FILE2"));

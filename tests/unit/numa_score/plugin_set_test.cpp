@@ -96,6 +96,14 @@ TEST(PluginSet, LeavesOutOfADirectoryWhatCannotBeLoaded)
     EXPECT_THAT(one.set.remarks, ElementsAre(none.error));
 }
 
+TEST(PluginSet, RemarksWhatIsLeftOutOfALibrary)
+{
+    const PluginSetResult result = LoadPlugins(SAMPLE_DIR "/sample_some_null.so");
+    EXPECT_EQ(result.error, "");
+    EXPECT_THAT(result.set.plugins, SizeIs(1));
+    EXPECT_THAT(result.set.remarks, ElementsAre(HasSubstr("sample_some_null.so: ")));
+}
+
 TEST(PluginSet, SaysWhatIsWrong)
 {
     const support::TempDirectory directory;

@@ -85,6 +85,7 @@ TEST(Judge, NamesWhatIsWrongWithAPeriod)
              e.samples = 5;
          },
          "partial"},
+        {"the kernel says otherwise", [](Evidence& e) { e.kernelDisagrees = true; }, "disagrees"},
         {"much at once",
          [](Evidence& e) { e.runningRatio = 0.5, e.notCounted = 2, e.cutShort = true, e.outer = 2000; },
          "multiplexed not_counted partial clamped"},
@@ -122,7 +123,7 @@ TEST(AppendFlags, JoinsAllNamesInOrder)
     }
     std::string out = "flags: ";
     AppendFlags(out, flags, ", ");
-    EXPECT_EQ(out, "flags: idle, multiplexed, not_counted, partial, clamped, stale");
+    EXPECT_EQ(out, "flags: idle, multiplexed, not_counted, partial, clamped, stale, disagrees");
     out.clear();
     AppendFlags(out, QualityFlags(), ", ");
     EXPECT_EQ(out, "");

@@ -20,8 +20,10 @@
 
 #include "scenario/numa_scenario.h"
 #include "tests/support/fake_instance.h"
+#include "tests/support/kernel_tree.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/scripted_source.h"
+#include "tools/numa_score/messages.h"
 #include "tools/numa_score/plugin_set.h"
 
 namespace numa_score {
@@ -99,8 +101,16 @@ protected:
     RunOutcome RunWith(std::vector<CounterBatch> batches,
                        const std::vector<std::shared_ptr<kovari::Interface>>& instances)
     {
-        Runner runner({clock, [] { return std::int64_t{1234567890}; }, stop}, notes, settings);
-        return runner.Run(std::make_unique<Script>(std::move(batches), last, live), instances);
+        Runner runner({clock,
+                       [this] {
+                           periodEnds();
+                           return std::int64_t{1234567890};
+                       },
+                       stop, opinions},
+                      notes, settings);
+        auto script = std::make_unique<Script>(std::move(batches), last, live);
+        script->waits = waits;
+        return runner.Run(std::move(script), instances);
     }
 
     std::vector<std::int64_t> EndsMs() const
@@ -116,8 +126,11 @@ protected:
     Notes notes;
     RunSettings settings;
     std::function<bool()> stop = [] { return false; };
+    std::function<void()> periodEnds = [] {};  // of live ones
+    host::OpinionWatch* opinions = nullptr;
     CounterSource::Status last = CounterSource::Status::END;
     bool live = false;
+    bool waits = false;
 };
 
 TEST_F(RunnerTest, AnIntervalOfAPeriodGivesARow)
@@ -207,6 +220,38 @@ TEST_F(RunnerTest, ARestWithoutCountersGivesNoRow)
     EXPECT_THAT(EndsMs(), ElementsAre(100));
 }
 
+TEST_F(RunnerTest, ARestOfCountersThatDidNotCountGivesARow)
+{
+    for (const bool missing : {false, true}) {
+        CounterBatch rest;
+        rest.timeNs = 150 * NS_PER_MS;
+        rest.endsPeriod = false;
+        (missing ? rest.missing : rest.notCounted) = 1;
+        notes.rows.clear();
+        Run({Batch(100, 100), rest});
+        ASSERT_THAT(EndsMs(), ElementsAre(100, 150));
+        EXPECT_FALSE(notes.rows[1].measured);
+        EXPECT_THAT(FlagsOf(notes.rows[1]), testing::HasSubstr(missing ? "partial" : "not_counted"));
+    }
+}
+
+TEST_F(RunnerTest, ASourceThatHasNothingYetIsAskedAgain)
+{
+    waits = true;
+    EXPECT_EQ(Run({Batch(100, 100), Batch(160, 60), Batch(200, 40)}).end, RunEnd::SOURCE_ENDED);
+    EXPECT_THAT(EndsMs(), ElementsAre(100, 200));
+    EXPECT_EQ(notes.rows[1].traffic.ops, 10000U);
+}
+
+TEST_F(RunnerTest, AnEndThatIsAskedForWhileTheSourceWaitsComesAtOnce)
+{
+    waits = true;
+    int looks = 0;
+    stop = [&looks] { return ++looks == 2; };
+    EXPECT_EQ(Run({Batch(100, 100)}).end, RunEnd::INTERRUPTED);
+    EXPECT_THAT(notes.rows, IsEmpty());
+}
+
 TEST_F(RunnerTest, NothingGivesNoRow)
 {
     EXPECT_EQ(Run({}).end, RunEnd::SOURCE_ENDED);
@@ -255,8 +300,13 @@ TEST_F(RunnerTest, AMomentBeyondAllTimeIsWaitedForUntilInterrupted)
     settings.speed = 1e-6;
     CounterBatch late = Batch(100, 100);
     late.timeNs = std::numeric_limits<std::int64_t>::max();
-    EXPECT_EQ(Run({late}).end, RunEnd::INTERRUPTED);
-    EXPECT_THAT(notes.rows, IsEmpty());
+    for (const std::int64_t startNs : {std::int64_t{0}, 7000 * NS_PER_MS}) {
+        looks = 0;
+        clock.nowNs = startNs;
+        EXPECT_EQ(Run({late}).end, RunEnd::INTERRUPTED);
+        EXPECT_GT(looks, 50) << "the clock began at " << startNs;
+        EXPECT_THAT(notes.rows, IsEmpty());
+    }
 }
 
 TEST_F(RunnerTest, Limits)
@@ -362,6 +412,94 @@ TEST_F(RunnerTest, ALiveSourceThatFailsEndsTheRun)
     EXPECT_THAT(notes.rows, SizeIs(1));
 }
 
+TEST_F(RunnerTest, ALiveSourceThatEndsLeavesNoRest)
+{
+    live = true;
+    const RunOutcome outcome = Run({Batch(100, 100)});
+    EXPECT_EQ(outcome.end, RunEnd::SOURCE_ENDED);
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_THAT(notes.rows, SizeIs(1));
+}
+
+TEST_F(RunnerTest, InterruptedWhileALiveSourceIsWaitedFor)
+{
+    live = true;
+    settings.periodMs = 1000;
+    int looks = 0;
+    stop = [&looks] { return ++looks > 3; };
+    EXPECT_EQ(Run({Batch(1000, 1000)}).end, RunEnd::INTERRUPTED);
+    EXPECT_THAT(notes.rows, IsEmpty());
+    EXPECT_LT(clock.NowMs(), 1000) << "the wait was cut short";
+}
+
+TEST_F(RunnerTest, TheRestMayBeWhatReachesALimit)
+{
+    settings.count = 2;
+    EXPECT_EQ(Run({Batch(100, 100), Batch(150, 50)}).end, RunEnd::LIMIT_REACHED);
+    EXPECT_THAT(EndsMs(), ElementsAre(100, 150));
+}
+
+TEST_F(RunnerTest, TheKernelIsAskedOnceASecondAndItsDisagreementIsFlagged)
+{
+    support::KernelTree tree(2);
+    host::OpinionWatch watch(tree.Sysfs(), tree.Procfs());
+    opinions = &watch;
+    live = true;
+    periodEnds = [&tree] {
+        tree.Allocate(1, 0, 1000);
+        tree.Write();
+    };
+    std::vector<CounterBatch> batches;
+    for (int i = 1; i <= 50; ++i) {
+        batches.push_back(Batch(i * 100, 100));
+        batches.back().samples[0].count = 0;
+        batches.back().samples[1].count = 0;
+    }
+    settings.count = 45;
+    Run(batches);
+    ASSERT_THAT(notes.rows, SizeIs(45));
+    for (std::size_t i = 0; i < notes.rows.size(); ++i) {
+        EXPECT_EQ(notes.rows[i].kernel != nullptr, (i + 1) % 10 == 0) << i;
+        EXPECT_EQ(FlagsOf(notes.rows[i]), i >= 29 ? "disagrees" : "") << i << ": judged from 3 s on";
+        EXPECT_EQ(notes.rows[i].score, 1.0F) << "what was published stays";
+    }
+    EXPECT_THAT(notes.remarks,
+                testing::Contains("the score is doubtful: the PMU calls the traffic local (0.00% crossed), "
+                                  "the kernel does not: 100.00% of 30000 pages were allocated on another "
+                                  "node than the CPU's; see that the events, or --map, count what their "
+                                  "names say")
+                    .Times(1));
+    EXPECT_EQ(watch.Whole().spanNs, 4500 * NS_PER_MS);
+    EXPECT_EQ(watch.Whole().shares.allocations, 45000U);
+    EXPECT_EQ(watch.Whole().pmu.ops, 450000);
+}
+
+TEST_F(RunnerTest, TheEndOfADisagreementIsRemarked)
+{
+    support::KernelTree tree(2);
+    host::OpinionWatch watch(tree.Sysfs(), tree.Procfs());
+    opinions = &watch;
+    live = true;
+    int period = 0;
+    periodEnds = [&tree, &period] {
+        // First pages that CPUs of another node take, then many more that its own do.
+        const bool remote = ++period <= 30;
+        tree.Allocate(1, remote ? 0 : 10000, remote ? 1000 : 0);
+        tree.Write();
+    };
+    std::vector<CounterBatch> batches;
+    for (int i = 1; i <= 160; ++i) {
+        batches.push_back(Batch(i * 100, 100));
+        batches.back().samples[0].count = 0;
+        batches.back().samples[1].count = 0;
+    }
+    Run(batches);
+    ASSERT_THAT(notes.rows, SizeIs(160));
+    EXPECT_EQ(FlagsOf(notes.rows[30]), "disagrees");
+    EXPECT_EQ(FlagsOf(notes.rows[159]), "");
+    EXPECT_THAT(notes.remarks, testing::Contains(KernelDisagreesNoMore()).Times(1));
+}
+
 /// An instance that publishes what it is told each time it is run.
 std::shared_ptr<support::FakeInstance> Publisher(std::function<std::vector<float>()> scores)
 {
@@ -424,6 +562,44 @@ TEST_F(RunnerTest, BadScoresAreLeftOutAndRemarkedThreeTimes)
                     "instance \"fake\" published the score nan, expected 0 to 1; it is left out",
                     "instance \"fake\" published the score -0.5, expected 0 to 1; it is left out",
                     "instance \"fake\" published the score 1.5, expected 0 to 1; it is left out"));
+}
+
+TEST_F(RunnerTest, ListsWithoutAScoreAreNoScores)
+{
+    auto instance = std::make_shared<support::FakeInstance>("fake", nullptr);
+    const kovari::Topic topic{"fake", "system_score", ""};
+    instance->supportTopics = {topic};
+    int calls = 0;
+    instance->onRun = [raw = instance.get(), topic, &calls] {
+        DataList list = support::NewDataList(topic, 1);
+        delete static_cast<std::uint64_t*>(std::exchange(list.data[0], nullptr));
+        switch (++calls) {
+            case 1:
+                list.len = 0;
+                break;
+            case 2:
+                delete[] std::exchange(list.data, nullptr);
+                break;
+            case 3:
+                break;  // a null record
+            default:
+                list.data[0] = new ScenarioNumaScore;
+        }
+        raw->Push(RunType::PUBLISH_DATA, {support::KeyOf(topic)}, list);
+    };
+    EXPECT_EQ(RunWith(ManyBatches(5), {instance}).end, RunEnd::SOURCE_ENDED);
+    EXPECT_THAT(EndsMs(), ElementsAre(400, 500));
+}
+
+TEST_F(RunnerTest, AnInstanceThatDoesNotPublishMayRefuse)
+{
+    const auto other = std::make_shared<support::FakeInstance>("other", nullptr);
+    other->enableResult = {-1, "does not want to"};
+    const RunOutcome outcome =
+        RunWith(ManyBatches(2), {other, Publisher([] { return std::vector<float>{0.5F}; })});
+    EXPECT_EQ(outcome.end, RunEnd::SOURCE_ENDED);
+    EXPECT_THAT(EndsMs(), ElementsAre(100, 200));
+    EXPECT_THAT(notes.remarks, testing::Contains(testing::HasSubstr("does not want to")));
 }
 
 TEST_F(RunnerTest, AnInstanceWithoutAPeriodIsAskedEvery100Ms)

@@ -267,6 +267,32 @@ TEST_F(NumaScenarioTest, ScoreToTheBit)
     }
 }
 
+TEST_F(NumaScenarioTest, ManyScoresToTheBit)
+{
+    // Every processor and compiler comes to the digest that was computed on x86-64: FNV-1a over the bits of
+    // the scores of counts of all sizes.
+    std::uint64_t state = 88172645463325252U;
+    const auto next = [&state] {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        return state;
+    };
+    std::uint64_t digest = 14695981039346656037U;
+    for (int i = 0; i < 100000; ++i) {
+        const std::uint64_t ops = next() >> next() % 64;
+        const std::uint64_t outer = next() % (ops / 2 + 1);
+        const std::uint64_t sccl = next() % (ops / 2 + 1);
+        scenario.counts = {
+            {NumaScenario::RX_OUTER, outer}, {NumaScenario::RX_SCCL, sccl}, {NumaScenario::RX_OPS_NUM, ops}};
+        const float score = Score().numaScore;
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &score, sizeof(bits));
+        digest = (digest ^ bits) * 1099511628211U;
+    }
+    EXPECT_EQ(digest, 2891139934363268462U);
+}
+
 TEST_F(NumaScenarioTest, ScoreFillsInTheMissingEntriesAndNothingElse)
 {
     Update(Records({{"rx_ops_num", 10}}), 3);

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "host/demo_source.h"
+#include "tests/support/kernel_tree.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/scratch_directory.h"
 #include "tests/support/scripted_source.h"
@@ -75,7 +76,7 @@ protected:
     UncoreFeed::State Run(std::int64_t untilMs)
     {
         Daemon daemon({conf, control, yaml, *feed, recorder, watchdog, notifier, clock,
-                       [this, untilMs] { return clock.NowMs() >= untilMs; }});
+                       [this, untilMs] { return clock.NowMs() >= untilMs; }, opinions});
         return daemon.Run();
     }
 
@@ -104,8 +105,85 @@ protected:
     PassiveWatchdog watchdog;
     ServiceNotifier notifier;
     TalkingClock clock;
+    host::OpinionWatch* opinions = nullptr;
     std::vector<std::string> lines;
 };
+
+/// The same beside a kernel with two nodes and a PMU that sees nothing cross.
+class TarnixDaemonAndKernel : public TarnixDaemon {
+protected:
+    TarnixDaemonAndKernel()
+    {
+        opinions = &watch;
+        std::vector<host::CounterBatch> batches(2000);
+        for (std::size_t i = 0; i < batches.size(); ++i) {
+            batches[i].timeNs = static_cast<std::int64_t>(i + 1) * 100 * support::NS_PER_MS;
+            batches[i].intervalMs = 100;
+            batches[i].samples = {{"p/rx_ops_num/", "p", 100000, 1.0}};
+        }
+        feed = std::make_unique<UncoreFeed>(std::make_unique<ScriptedSource>(batches));
+        clock.waited = [this] {
+            const bool wrong = clock.NowMs() >= wrongFromMs && clock.NowMs() < wrongToMs;
+            tree.Allocate(0, wrong ? 5 : 500, 0);
+            tree.Allocate(1, 0, wrong ? 500 : 5);
+            tree.Write();
+        };
+    }
+
+    support::KernelTree tree{2};
+    host::OpinionWatch watch{tree.Sysfs(), tree.Procfs()};
+    std::int64_t wrongFromMs = 0;
+    std::int64_t wrongToMs = 0;
+};
+
+TEST_F(TarnixDaemonAndKernel, TheKernelsCountsAreLoggedWithEachSnapshot)
+{
+    logger->InitSnapshot(5);
+    Run(11050);
+    EXPECT_EQ(CountOf("kernel in "), 3U);
+    EXPECT_EQ(CountOf("kernel in 1.0 s: node0 hit 5"), 1U);
+    EXPECT_EQ(CountOf("kernel in 5.0 s: node0 hit 25000 miss 0 local 25000 other 0 interleave 0; node1 hit "
+                      "250 miss 0 local 0 other 250 interleave 0; other node 0.99 %, misses 0.00 % of 25250 "
+                      "pages; hint faults 0 local 0 remote, 0 pages migrated"),
+              2U);
+    EXPECT_EQ(CountOf("doubtful"), 0U);
+}
+
+TEST_F(TarnixDaemonAndKernel, ADisagreementIsToldWhenItBeginsAndWhenItEnds)
+{
+    wrongFromMs = 20000;
+    wrongToMs = 60000;
+    Run(100000);
+    EXPECT_EQ(CountOf("the score is doubtful: the PMU calls the traffic local (0.00% crossed), the kernel "
+                      "does not: "),
+              1U);
+    EXPECT_EQ(CountOf(" pages were allocated on another node than the CPU's, in the last 10.0 s; see that"),
+              1U);
+    EXPECT_EQ(CountOf("the kernel does not disagree with the score any more"), 1U);
+    EXPECT_EQ(CountOf("kernel in "), 0U) << "no snapshot was asked for";
+}
+
+TEST_F(TarnixDaemonAndKernel, PeriodsShorterThanASecondAskNoMoreOften)
+{
+    conf.samplingTimes = 1;
+    logger->SetLevel(LogLevel::DEBUG);
+    Run(5050);
+    EXPECT_EQ(CountOf(": score "), 50U);
+    EXPECT_EQ(CountOf("kernel in 1.0 s: "), 5U);
+}
+
+TEST_F(TarnixDaemonAndKernel, WhatIsNotCountedIsToldOnce)
+{
+    support::KernelTree::Put(tree.Procfs() + "/sys/kernel/numa_balancing", "0\n");
+    std::filesystem::remove_all(tree.Sysfs());
+    clock.waited = nullptr;
+    logger->SetLevel(LogLevel::DEBUG);
+    Run(5050);
+    EXPECT_EQ(CountOf("hint faults are not counted: kernel.numa_balancing is 0"), 1U);
+    EXPECT_EQ(
+        CountOf("the kernel's counts of allocated pages are not to be had: cannot read " + tree.Sysfs()), 1U);
+    EXPECT_EQ(CountOf("kernel in 1.0 s: allocated pages not counted; hint faults not counted"), 5U);
+}
 
 TEST_F(TarnixDaemon, ClosesAPeriodEverySamplingTimesIntervals)
 {

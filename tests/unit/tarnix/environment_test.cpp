@@ -23,6 +23,7 @@ TEST(TarnixEnvironment, HasDefaults)
     EXPECT_EQ(environment.metricsFile, "");
     EXPECT_EQ(environment.runtimeDir, "/run/tarnix");
     EXPECT_EQ(environment.sysfsRoot, "/sys");
+    EXPECT_EQ(environment.procfsRoot, "/proc");
     EXPECT_EQ(environment.source, "live");
     EXPECT_EQ(environment.map, "");
     EXPECT_EQ(environment.notifySocket, "");
@@ -35,6 +36,7 @@ TEST(TarnixEnvironment, TakesEveryVariable)
     const tarnix::Environment environment = Read({{"TARNIX_METRICS_FILE", "/m"},
                                                   {"TARNIX_RUNTIME_DIR", "/r"},
                                                   {"TARNIX_SYSFS_ROOT", "/s"},
+                                                  {"TARNIX_PROCFS_ROOT", "/p"},
                                                   {"TARNIX_SOURCE", "demo"},
                                                   {"TARNIX_MAP", "rx_outer=a/b/"},
                                                   {"NOTIFY_SOCKET", "@n"},
@@ -43,6 +45,7 @@ TEST(TarnixEnvironment, TakesEveryVariable)
     EXPECT_EQ(environment.metricsFile, "/m");
     EXPECT_EQ(environment.runtimeDir, "/r");
     EXPECT_EQ(environment.sysfsRoot, "/s");
+    EXPECT_EQ(environment.procfsRoot, "/p");
     EXPECT_EQ(environment.source, "demo");
     EXPECT_EQ(environment.map, "rx_outer=a/b/");
     EXPECT_EQ(environment.notifySocket, "@n");

@@ -29,7 +29,6 @@ TEST(TarnixMessages, Startup)
     EXPECT_EQ(messages::CannotSignal(12, ESRCH), "cannot signal process 12: No such process");
     EXPECT_EQ(messages::CannotWriteOutput(ENOSPC),
               "cannot write to standard output: No space left on device");
-    EXPECT_EQ(messages::OutOfMemory(), "out of memory");
     EXPECT_EQ(messages::Unexpected("a\nb"), "ended by a failure that was not foreseen: a\\nb");
     EXPECT_EQ(messages::CannotReadRecording("a\tb", EACCES), "TARNIX_SOURCE names a\\tb: Permission denied");
 }
@@ -66,6 +65,31 @@ TEST(TarnixMessages, APeriod)
     EXPECT_EQ(messages::Status(9, true, uncore), "score 0.9268, tune period 9");
     EXPECT_EQ(messages::Status(9, false, uncore), "no score (see the log), tune period 9");
     EXPECT_EQ(messages::Status(0, true, {}), "no score yet");
+}
+
+TEST(TarnixMessages, WhatTheKernelCounted)
+{
+    host::OpinionReading now;
+    now.timeNs = 60040000000;
+    now.pmu = {1e6, 0, 0};
+    now.kernel.nodesOnline = 2;
+    now.kernel.nodesCounted = true;
+    now.kernel.hintsCounted = true;
+    now.kernel.nodes = {{0, {4900, 100, 7, 12, 5000, 0}, true}, {3, {15000, 0, 0, 0, 0, 15000}, true}};
+    now.kernel.hints = {500, 120, 33};
+    EXPECT_EQ(messages::PeriodKernel(host::CompareOpinions({}, now)),
+              "kernel in 60.0 s: node0 hit 4900 miss 100 local 5000 other 0 interleave 12; node3 hit 15000 "
+              "miss 0 local 0 other 15000 interleave 0; other node 75.00 %, misses 0.50 % of 20000 pages; "
+              "hint faults 120 local 380 remote, 33 pages migrated");
+    EXPECT_EQ(messages::KernelDisagrees(host::CompareOpinions({}, now)),
+              "the score is doubtful: the PMU calls the traffic local (0.00% crossed), the kernel does not: "
+              "75.00% of 20000 pages were allocated on another node than the CPU's, in the last 60.0 s; see "
+              "that the events, or TARNIX_MAP, count what their names say");
+    now.kernel.nodesCounted = false;
+    now.kernel.hintsCounted = false;
+    EXPECT_EQ(messages::PeriodKernel(host::CompareOpinions({}, now)),
+              "kernel in 60.0 s: allocated pages not counted; hint faults not counted");
+    EXPECT_EQ(messages::KernelDisagreesNoMore(), "the kernel does not disagree with the score any more");
 }
 
 TEST(TarnixMessages, CpusInTheOrderOfTheKernel)

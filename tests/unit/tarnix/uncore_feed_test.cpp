@@ -90,6 +90,21 @@ TEST(TarnixUncoreFeed, ASourceWithATimeLineIsFollowedAtItsPace)
               (std::vector<std::string>{"2 counting: a script", "2 the recording is at its end"}));
 }
 
+TEST(TarnixUncoreFeed, ASourceThatHasNothingYetIsAskedWithTheNextSample)
+{
+    auto script = std::make_unique<ScriptedSource>(
+        std::vector<CounterBatch>{Batch(100, 1, 0, 10), Batch(200, 1, 0, 10)});
+    script->waits = true;
+    UncoreFeed feed(std::move(script));
+    std::int64_t nowMs = 0;
+    for (const std::uint64_t operations : {0U, 10U, 10U}) {
+        EXPECT_EQ(feed.Sample(nowMs * MS), State::COUNTING);
+        EXPECT_EQ(feed.ClosePeriod().rxOpsNum, operations) << nowMs;
+        nowMs += 100;
+    }
+    EXPECT_EQ(feed.Sample(nowMs * MS), State::ENDED);
+}
+
 TEST(TarnixUncoreFeed, PartsOfAnIntervalAreTakenTogether)
 {
     CounterBatch part = Batch(0, 1, 0, 10);

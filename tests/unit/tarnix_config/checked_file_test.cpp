@@ -68,11 +68,20 @@ TEST_F(CheckedFileTest, NamesEveryFaultWithItsPlace)
         {"command line only", "log-file: x\n",
          "f:1:1: key 'log-file' is not read from the file: it is an option of the command line\n"},
         {"no text", "? [a]\n: 1\n", "f:1:3: a key has to be a text: this one is not read\n"},
+        {"a value after it", "? [a]\n: 1\nsmt: x\nlog-level: x\n",
+         "f:1:3: a key has to be a text: this one is not read\n"
+         "f:3:6: smt should be in [off, phy-first], now is x\n"
+         "f:4:12: log-level should be in [trace, debug, info, warn, error, fatal], now is x\n"},
         {"pattern", "blacklist: [ok, '(']\n",
          "f:1:17: blacklist: pattern '(' never matches: the pattern does not compile: Mismatched '(' and ')' "
          "in regular "
          "expression\n"},
         {"entry", "process:\n- {name: a}\n- {algorithm: base}\n", "f:3:3: process name is empty\n"},
+        {"entries that are no mappings", "process:\n- 5\n- [name, a]\n",
+         "f:2:3: process name is empty\nf:3:3: process name is empty\n"},
+        {"no list of entries", "process: 5\n", "f:1:10: process is not a sequence\n"},
+        {"no list of patterns", "blacklist: x\n", "f:1:12: blacklist is not a sequence\n"},
+        {"no pattern", "process:\n- name: a\n  params-regex: [x]\n", "f:2:3: params-regex is not a scalar\n"},
         {"key of an entry", "process:\n- name: a\n  params-regx: x\n",
          "f:3:3: unknown key 'params-regx' of a process entry is not read, did you mean 'params-regex'?\n"},
         {"pattern of an entry", "process:\n- name: a\n  params-regex: '['\n",
@@ -136,6 +145,11 @@ TEST_F(CheckedFileTest, HostileFilesAreAnswered)
     }
     EXPECT_THAT(Check(bomb), HasSubstr("process has more than 65536 items"));
     EXPECT_NE(Check(std::string("log-level: \0x\n", 14)), "");
+    std::string nodes = "[";
+    for (int i = 0; i < 300001; ++i) {
+        nodes += "a,";
+    }
+    EXPECT_THAT(Check(nodes + "]"), HasSubstr("the file has more than 300000 scalars, lists and mappings"));
 }
 
 }  // namespace

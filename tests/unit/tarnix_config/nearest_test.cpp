@@ -27,6 +27,10 @@ TEST(Nearest, CountsInsertionsDeletionsReplacementsAndSwaps)
         EXPECT_EQ(EditDistance(other, one), distance) << other << " and " << one;
     }
     EXPECT_EQ(EditDistance(std::string(1000000, 'a'), "a"), 1000000U) << "and at once";
+    EXPECT_EQ(EditDistance("a", std::string(1000000, 'a')), 1000000U) << "and at once";
+    const std::string longest(64, 'a');
+    EXPECT_EQ(EditDistance(longest, "b" + longest.substr(1)), 1U);
+    EXPECT_EQ(EditDistance(longest + "a", longest), 65U) << "names that long are not compared";
 }
 
 TEST(Nearest, SuggestsWhatWasProbablyMeant)

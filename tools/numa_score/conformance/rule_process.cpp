@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+
+#include "tools/numa_score/conformance/rule_process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <system_error>
+#include <thread>
+
+#include "tools/numa_score/conformance/orphan_keeper.h"
+
+namespace conformance {
+namespace {
+
+constexpr std::chrono::milliseconds BETWEEN_LOOKS(1);
+
+/// A file without a name that parent and child hold; closed with this object.
+class NotesFile {
+public:
+    NotesFile() : fd(memfd_create("notes", MFD_CLOEXEC)) {}
+    NotesFile(const NotesFile&) = delete;
+    NotesFile& operator=(const NotesFile&) = delete;
+    ~NotesFile()
+    {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+    int Get() const { return fd; }
+
+private:
+    int fd;
+};
+
+/// Starts this program anew with nothing but its notes open: what a plug-in prints goes nowhere. 0, or the
+/// errno of the failure.
+int Start(const Rule& rule, const std::string& path, int notes, pid_t& pid)
+{
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        posix_spawn_file_actions_addopen(&actions, standard, "/dev/null", O_RDWR, 0);
+    }
+    posix_spawn_file_actions_adddup2(&actions, notes, NOTES_DESCRIPTOR);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t all;
+    sigset_t none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+    std::string name = "numa-score";
+    std::string argument = RULE_PROCESS_ARGUMENT;
+    std::string id = rule.id;
+    std::string library = path;
+    char* const argv[] = {name.data(), argument.data(), id.data(), library.data(), nullptr};
+    const int error = posix_spawn(&pid, "/proc/self/exe", &actions, &attributes, argv, environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return error;
+}
+
+ProcessEnd Await(pid_t pid, const std::function<bool()>& stopRequested)
+{
+    const auto limit = std::chrono::steady_clock::now() + RULE_LIMIT;
+    ProcessEnd end;
+    int status = 0;
+    for (;;) {
+        const pid_t ended = waitpid(pid, &status, WNOHANG);
+        if (ended == pid) {
+            break;
+        }
+        if (ended < 0) {
+            end.number = errno;
+            return end;
+        }
+        const bool late = std::chrono::steady_clock::now() >= limit;
+        if (late || stopRequested()) {
+            end.kind = late ? ProcessEnd::Kind::TIMED_OUT : ProcessEnd::Kind::INTERRUPTED;
+            kill(-pid, SIGKILL);
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            return end;
+        }
+        std::this_thread::sleep_for(BETWEEN_LOOKS);
+    }
+    const bool signalled = WIFSIGNALED(status);
+    end.kind = signalled ? ProcessEnd::Kind::SIGNALLED : ProcessEnd::Kind::EXITED;
+    end.number = signalled ? WTERMSIG(status) : WEXITSTATUS(status);
+    return end;
+}
+
+std::string SignalText(int number)
+{
+    const char* const name = sigabbrev_np(number);
+    return "signal " + std::to_string(number) + (name == nullptr ? "" : std::string(" (SIG") + name + ")");
+}
+
+}  // namespace
+
+Verdict Judge(const ProcessEnd& end, const Notes& notes, pid_t pid)
+{
+    const std::string place = " in " + notes.Place();
+    const std::string touched = notes.TouchedText();
+    switch (end.kind) {
+        case ProcessEnd::Kind::NOT_STARTED:
+            return NotExamined("no process to examine it in: " + std::generic_category().message(end.number));
+        case ProcessEnd::Kind::INTERRUPTED:
+            return NotExamined("interrupted");
+        case ProcessEnd::Kind::TIMED_OUT:
+            return Failed("not back after " + std::to_string(RULE_LIMIT.count()) + " s" + place);
+        case ProcessEnd::Kind::SIGNALLED:
+            return Failed("ended by " + SignalText(end.number) + place +
+                          (touched.empty() ? "" : ", on touching " + touched));
+        case ProcessEnd::Kind::EXITED:
+            break;
+    }
+    const std::optional<Verdict> verdict = notes.Read(pid);
+    if (end.number == 0 && verdict) {
+        return *verdict;
+    }
+    return Failed("ended the process with status " + std::to_string(end.number) + place);
+}
+
+Verdict ExamineInProcess(const Rule& rule, const std::string& path,
+                         const std::function<bool()>& stopRequested)
+{
+    // Where it is ignored, how a process ended is not to be learnt.
+    static_cast<void>(signal(SIGCHLD, SIG_DFL));
+    const OrphanKeeper orphans;
+    const NotesFile file;
+    const Notes notes(file.Get());
+    ProcessEnd end;
+    pid_t pid = -1;
+    end.number = file.Get() < 0 ? errno : Start(rule, path, file.Get(), pid);
+    if (end.number == 0) {
+        end = Await(pid, stopRequested);
+        // What the plug-in started goes too.
+        kill(-pid, SIGKILL);
+        orphans.End();
+    }
+    return Judge(end, notes, pid);
+}
+
+}  // namespace conformance

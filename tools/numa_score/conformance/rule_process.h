@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+
+#ifndef TOOLS_NUMA_SCORE_CONFORMANCE_RULE_PROCESS_H
+#define TOOLS_NUMA_SCORE_CONFORMANCE_RULE_PROCESS_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "tools/numa_score/conformance/rules.h"
+#include "tools/numa_score/conformance/verdict.h"
+
+namespace conformance {
+
+/// First argument of a process of this program that examines one rule; the id of the rule and the path of the
+/// plug-in follow. No part of the command line that people use.
+constexpr const char* RULE_PROCESS_ARGUMENT = "--examine-rule";
+
+/// The descriptor that such a process finds its notes on.
+constexpr int NOTES_DESCRIPTOR = 3;
+
+/// The time that the examination of one rule may take.
+constexpr std::chrono::seconds RULE_LIMIT(10);
+
+/// The time in which a rule does what it repeats for certainty's sake; the calls that it cannot do without
+/// may take the rest.
+constexpr std::chrono::seconds REPEAT_LIMIT(5);
+
+/// How a process ended.
+struct ProcessEnd {
+    enum class Kind { EXITED, SIGNALLED, TIMED_OUT, INTERRUPTED, NOT_STARTED };
+    Kind kind = Kind::NOT_STARTED;
+    int number = 0;  ///< exit status, signal, or errno of the start
+};
+
+/// Examines one rule in a process of its own, which is a new one of this program. Whatever the plug-in does
+/// there, it ends after RULE_LIMIT at the latest, or once `stopRequested` says so, and with it all processes
+/// that the plug-in started, daemons too. The caller has no other thread that starts processes or waits for
+/// them. SIGCHLD does what it does in a plain program from then on.
+Verdict ExamineInProcess(const Rule& rule, const std::string& path,
+                         const std::function<bool()>& stopRequested);
+
+/// The verdict on a rule whose process `pid` ended like this and left these notes.
+Verdict Judge(const ProcessEnd& end, const Notes& notes, pid_t pid);
+
+/// What such a process does: examines, notes the verdict, ends. Returns its exit status when it could not.
+int ExamineHere(const std::string& ruleId, const std::string& path);
+
+}  // namespace conformance
+
+#endif  // TOOLS_NUMA_SCORE_CONFORMANCE_RULE_PROCESS_H
