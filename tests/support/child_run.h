@@ -20,6 +20,8 @@
 #include <string>
 #include <type_traits>
 
+#include "tests/support/quiet_fork.h"
+
 namespace support {
 
 /// Text of a file, empty when it cannot be read. For the files of /proc too, whose thread may end in the
@@ -145,7 +147,7 @@ private:
 inline pid_t Fork(const std::function<int()>& body)
 {
     fflush(nullptr);
-    const pid_t pid = fork();
+    const pid_t pid = ForkQuietly();
     if (pid == 0) {
         _exit(body());
     }

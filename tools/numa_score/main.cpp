@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include <cstring>
 #include <new>
 
 #include "tools/cli/output.h"
@@ -55,8 +54,10 @@ int Main(int argc, const char* const* argv, cli::Output& errorOutput)
 
 int main(int argc, char** argv)
 {
-    if (argc == 4 && std::strcmp(argv[1], conformance::RULE_PROCESS_ARGUMENT) == 0) {
-        return conformance::ExamineHere(argv[2], argv[3]);
+    if (argc == 4) {
+        if (const std::optional<int> status = conformance::ExamineHere(argv[1], argv[2], argv[3])) {
+            return *status;
+        }
     }
     cli::OccupyStandardDescriptors();
     cli::InstallSignalHandlers();

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "tests/conformance/sample_publisher.h"
+#include "tests/support/quiet_fork.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ class Broken : public sample::Publisher {
 public:
     Result Enable(const std::string& /*param*/) override
     {
-        if (fork() != 0) {
+        if (support::ForkQuietly() != 0) {
             wait(nullptr);
             _exit(0);
         }

@@ -22,6 +22,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/quiet_fork.h"
 #include "tests/unit/common/metrics_record.h"
 
 namespace {
@@ -233,7 +234,7 @@ TEST_F(MetricsTest, AFileSizeLimitKeepsTheOldFile)
     metrics.metrics = Numbered();
     metrics.Dump();
     const std::string old = ReadBytes(metrics.path);
-    const pid_t child = fork();
+    const pid_t child = support::ForkQuietly();
     if (child == 0) {
         signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{512, 512};
@@ -335,7 +336,7 @@ TEST_F(MetricsTest, AReaderSeesTheOldOrTheNewRecord)
     metrics.Dump();
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
-    const pid_t reader = fork();
+    const pid_t reader = support::ForkQuietly();
     if (reader == 0) {
         close(ready[0]);
         SystemMetrics read;

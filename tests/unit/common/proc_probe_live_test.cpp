@@ -19,6 +19,7 @@
 
 #include "common/proc_probe.h"
 #include "tests/support/probe_tree.h"
+#include "tests/support/quiet_fork.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ public:
         if (pipe2(ready, O_CLOEXEC) != 0 || pipe2(wait, O_CLOEXEC) != 0) {
             return;
         }
-        pid = fork();
+        pid = support::ForkQuietly();
         if (pid == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             run(ready[1], wait[0]);
@@ -255,7 +256,7 @@ TEST(LiveProcess, OfAnotherUserIsNotReadWithoutTheRight)
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become another user";
     }
-    const pid_t reader = fork();
+    const pid_t reader = support::ForkQuietly();
     if (reader == 0) {
         std::vector<unsigned> pages{9};
         const bool dropped = setgid(65534) == 0 && setuid(65534) == 0;

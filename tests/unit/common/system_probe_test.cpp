@@ -17,6 +17,7 @@
 
 #include "common/probe_parsers.h"
 #include "tests/support/probe_tree.h"
+#include "tests/support/quiet_fork.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ namespace {
 /// status.
 int InChildWithLimits(rlim_t soft, rlim_t hard, bool privileged, const std::function<int()>& check)
 {
-    const pid_t child = fork();
+    const pid_t child = support::ForkQuietly();
     if (child == 0) {
         const rlimit limit{soft, hard};
         if (setrlimit(RLIMIT_NOFILE, &limit) != 0 || (!privileged && geteuid() == 0 && setuid(65534) != 0)) {

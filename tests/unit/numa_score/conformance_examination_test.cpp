@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 
 #include <chrono>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -21,6 +21,7 @@
 #include "tests/support/child_run.h"
 #include "tests/support/sanitized.h"
 #include "tests/support/scratch_directory.h"
+#include "tools/numa_score/conformance/fresh_process.h"
 #include "tools/numa_score/conformance/ownership.h"
 #include "tools/numa_score/conformance/rule_process.h"
 
@@ -262,22 +263,46 @@ TEST(Examined, WithoutDescriptorsThereIsNoProcessForIt)
     EXPECT_EQ(text, "not examined: no process to examine it in: Too many open files");
 }
 
-TEST(ExamineHere, NeedsARuleAndNotes)
+TEST(ExamineHere, IsForTheArgumentsOfSuchProcesses)
 {
-    EXPECT_EQ(support::RunInChild([] { return ExamineHere("no-such-rule", MISFIT); }).status, 2);
-    EXPECT_EQ(support::RunInChild([] {
-                  close(NOTES_DESCRIPTOR);
-                  return ExamineHere("entry", MISFIT);
-              }).status,
-              2);
+    EXPECT_EQ(ExamineHere("--examine-rules", "entry", MISFIT.c_str()), std::nullopt);
+    EXPECT_EQ(ExamineHere("check", "--rule", "entry"), std::nullopt);
+}
+
+TEST(ExamineHere, NeedsARuleOrPartThatItKnows)
+{
+    EXPECT_EQ(ExamineHere(RULE_PROCESS_ARGUMENT, TIMES_OF_CONTROL, MISFIT.c_str()), 2);
+    EXPECT_EQ(ExamineHere(PART_PROCESS_ARGUMENT, "entry", MISFIT.c_str()), 2);
+}
+
+TEST(ExamineHere, NeedsTheDescriptorsThatItWritesTo)
+{
+    const struct {
+        const char* what;
+        const char* id;
+        int missing;
+    } cases[] = {{RULE_PROCESS_ARGUMENT, "entry", NOTES_DESCRIPTOR},
+                 {PART_PROCESS_ARGUMENT, TIMES_OF_CONTROL, NOTES_DESCRIPTOR},
+                 {PART_PROCESS_ARGUMENT, TIMES_OF_CONTROL, ANSWER_DESCRIPTOR}};
+    for (const auto& one : cases) {
+        const support::ChildResult result = support::RunInChild([&one] {
+            dup2(STDERR_FILENO, NOTES_DESCRIPTOR);
+            dup2(STDERR_FILENO, ANSWER_DESCRIPTOR);
+            close(one.missing);
+            return *ExamineHere(one.what, one.id, MISFIT.c_str());
+        });
+        EXPECT_EQ(result.status, 2) << one.what << " without descriptor " << one.missing;
+    }
 }
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc == 4 && std::strcmp(argv[1], RULE_PROCESS_ARGUMENT) == 0) {
-        return ExamineHere(argv[2], argv[3]);
+    if (argc == 4) {
+        if (const std::optional<int> status = ExamineHere(argv[1], argv[2], argv[3])) {
+            return *status;
+        }
     }
 #if defined(__SANITIZE_THREAD__)
     // Otherwise each process waits for a second before it ends.

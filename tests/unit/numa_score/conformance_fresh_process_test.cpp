@@ -1,23 +1,31 @@
 // SPDX-License-Identifier: MIT
 //
-// What comes back of a function that is called in a copy of the process, and what becomes of the process
-// where the copy does not come to its end.
+// What comes back from a part of a rule that is examined in a new process of this program, and what becomes
+// of the process that asked where the new one does not come to its end. The new processes are of this
+// program, as they are of numa-score: it has a main of its own.
 
 #include "tools/numa_score/conformance/fresh_process.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
+
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "tests/support/child_run.h"
+#include "tests/support/quiet_fork.h"
+#include "tools/numa_score/conformance/notes.h"
+#include "tools/numa_score/conformance/rule_process.h"
 
 namespace {
 
@@ -26,6 +34,68 @@ using conformance::InFreshProcess;
 
 constexpr uid_t NOBODY = 65534;
 constexpr int WENT_ON = 42;
+
+/// The parts that a new process of this program knows, by name; `path` is what was handed over.
+std::string Say(const std::string& part, const std::string& path)
+{
+    if (part == "path") {
+        return path;
+    }
+    if (part == "long") {
+        return std::string(100000, 't');
+    }
+    if (part == "process") {
+        return std::to_string(getpid());
+    }
+    if (part == "raise") {
+        throw std::runtime_error("no such library");
+    }
+    if (part == "memory") {
+        throw std::bad_alloc();
+    }
+    if (part == "copy") {
+        const pid_t copy = support::ForkQuietly();
+        if (copy == 0) {
+            return "what the copy says is longer";
+        }
+        waitpid(copy, nullptr, 0);
+        return "original";
+    }
+    if (part == "signal") {
+        raise(std::stoi(path));
+    }
+    if (part == "exit") {
+        _exit(std::stoi(path));
+    }
+    if (part == "late") {
+        usleep(50000);
+    }
+    if (part == "note") {
+        conformance::Notes(conformance::NOTES_DESCRIPTOR).At(path);
+    }
+    return "text";
+}
+
+/// Descriptor 3 is open for a while, as it is where rules are examined.
+class NotesOpen {
+public:
+    NotesOpen()
+    {
+        const int file = open("/tmp", O_TMPFILE | O_RDWR, 0600);
+        dup2(file, conformance::NOTES_DESCRIPTOR);
+        if (file != conformance::NOTES_DESCRIPTOR) {
+            close(file);
+        }
+    }
+    NotesOpen(const NotesOpen&) = delete;
+    NotesOpen& operator=(const NotesOpen&) = delete;
+    ~NotesOpen() { close(conformance::NOTES_DESCRIPTOR); }
+};
+
+class FreshProcess : public testing::Test {
+private:
+    NotesOpen notes;
+};
 
 /// How a process ends that does this; WENT_ON when nothing of it ended the process.
 int EndOf(const std::function<void()>& body)
@@ -38,67 +108,69 @@ int EndOf(const std::function<void()>& body)
     return result.status;
 }
 
-TEST(FreshProcess, GivesTheTextOfTheFunction)
+TEST_F(FreshProcess, GivesTheTextOfThePart)
 {
-    const FreshResult result = InFreshProcess([] { return std::string("text"); });
-    EXPECT_EQ(result.text, "text");
+    const FreshResult result = InFreshProcess("path", "/lib/plug in.so");
+    EXPECT_EQ(result.text, "/lib/plug in.so");
     EXPECT_EQ(result.fault, "");
-    EXPECT_EQ(InFreshProcess([] { return std::string(); }).text, "");
-    EXPECT_EQ(InFreshProcess([] { return std::string(100000, 't'); }).text, std::string(65536, 't'));
+    EXPECT_EQ(InFreshProcess("path", "").text, "");
+    EXPECT_EQ(InFreshProcess("long", "").text, std::string(65536, 't'));
 }
 
-TEST(FreshProcess, IsAnotherProcess)
+TEST_F(FreshProcess, IsAnotherProcess)
 {
-    int calls = 0;
-    const FreshResult result = InFreshProcess([&calls] {
-        ++calls;
-        return std::to_string(getpid());
-    });
-    EXPECT_EQ(calls, 0);
+    const FreshResult result = InFreshProcess("process", "");
     EXPECT_NE(result.text, "");
     EXPECT_NE(result.text, std::to_string(getpid()));
 }
 
-TEST(FreshProcess, GivesTheReasonOfAnException)
+TEST_F(FreshProcess, SharesTheNotes)
 {
-    const FreshResult result =
-        InFreshProcess([]() -> std::string { throw std::runtime_error("no such library"); });
+    const conformance::Notes left(conformance::NOTES_DESCRIPTOR);
+    left.At("the start");
+    EXPECT_EQ(InFreshProcess("note", "Run of \"x\"").text, "text");
+    EXPECT_EQ(left.Place(), "Run of \"x\"");
+}
+
+TEST_F(FreshProcess, LeavesNoDescriptorOpen)
+{
+    const int before = dup(STDIN_FILENO);
+    close(before);
+    static_cast<void>(InFreshProcess("path", "x"));
+    static_cast<void>(InFreshProcess("raise", "x"));
+    const int after = dup(STDIN_FILENO);
+    close(after);
+    EXPECT_EQ(after, before);
+}
+
+TEST_F(FreshProcess, GivesTheReasonOfAnException)
+{
+    const FreshResult result = InFreshProcess("raise", "");
     EXPECT_EQ(result.text, "");
     EXPECT_EQ(result.fault, "no such library");
+    EXPECT_EQ(InFreshProcess("memory", "").fault, "std::bad_alloc");
 }
 
-TEST(FreshProcess, ACopyThatTheFunctionMadeSaysNothing)
+TEST_F(FreshProcess, ACopyThatThePlugInMadeSaysNothing)
 {
-    const FreshResult result = InFreshProcess([] {
-        const pid_t copy = fork();
-        if (copy == 0) {
-            return std::string("what the copy says is longer");
-        }
-        waitpid(copy, nullptr, 0);
-        return std::string("original");
-    });
-    EXPECT_EQ(result.text, "original");
+    EXPECT_EQ(InFreshProcess("copy", "").text, "original");
 }
 
-TEST(FreshProcess, DiesOfTheSignalThatTheCopyDiedOf)
+TEST_F(FreshProcess, DiesOfTheSignalThatTheNewProcessDiedOf)
 {
-    EXPECT_EQ(EndOf([] {
-                  InFreshProcess([]() -> std::string {
-                      raise(SIGTERM);
-                      return "";
-                  });
-              }),
-              -SIGTERM);
-}
-
-TEST(FreshProcess, EndsAsTheCopyDidBeforeItsTime)
-{
-    for (const int status : {0, 3}) {
-        EXPECT_EQ(EndOf([status] { InFreshProcess([status]() -> std::string { _exit(status); }); }), status);
+    for (const int number : {SIGTERM, SIGKILL, SIGUSR1}) {
+        EXPECT_EQ(EndOf([number] { InFreshProcess("signal", std::to_string(number)); }), -number);
     }
 }
 
-TEST(FreshProcess, SignalsDoNotEndTheWait)
+TEST_F(FreshProcess, EndsAsTheNewProcessDidBeforeItsTime)
+{
+    for (const int status : {0, 3}) {
+        EXPECT_EQ(EndOf([status] { InFreshProcess("exit", std::to_string(status)); }), status);
+    }
+}
+
+TEST_F(FreshProcess, SignalsDoNotEndTheWait)
 {
 #if defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "ThreadSanitizer holds signals back";
@@ -110,40 +182,35 @@ TEST(FreshProcess, SignalsDoNotEndTheWait)
                   sigaction(SIGALRM, &noting, nullptr);  // without SA_RESTART
                   const itimerval often{{0, 2000}, {0, 2000}};
                   setitimer(ITIMER_REAL, &often, nullptr);
-                  const FreshResult result = InFreshProcess([] {
-                      usleep(50000);
-                      return std::string("text");
-                  });
-                  EXPECT_EQ(result.text, "text");
+                  EXPECT_EQ(InFreshProcess("late", "").text, "text");
                   EXPECT_GT(alarms, 0);
               }),
               WENT_ON);
 }
 
-TEST(FreshProcess, TheTextIsThereWhereNobodyLearnsHowProcessesEnd)
+TEST_F(FreshProcess, TheTextIsThereWhereNobodyLearnsHowProcessesEnd)
 {
     EXPECT_EQ(EndOf([] {
                   static_cast<void>(signal(SIGCHLD, SIG_IGN));
-                  EXPECT_EQ(InFreshProcess([] { return std::string("text"); }).text, "text");
+                  EXPECT_EQ(InFreshProcess("path", "text").text, "text");
               }),
               WENT_ON);
 }
 
-TEST(FreshProcess, SaysThatThereIsNone)
+TEST_F(FreshProcess, SaysThatThereIsNone)
 {
-    const auto text = [] { return std::string("text"); };
-    EXPECT_EQ(EndOf([&text] {
+    EXPECT_EQ(EndOf([] {
                   rlimit descriptors{};
                   getrlimit(RLIMIT_NOFILE, &descriptors);
                   const rlimit none{0, descriptors.rlim_max};
                   setrlimit(RLIMIT_NOFILE, &none);
-                  const FreshResult result = InFreshProcess(text);
+                  const FreshResult result = InFreshProcess("path", "text");
                   setrlimit(RLIMIT_NOFILE, &descriptors);
                   EXPECT_EQ(result.fault, "no process to examine it in: Too many open files");
                   EXPECT_EQ(result.text, "");
               }),
               WENT_ON);
-    EXPECT_EQ(EndOf([&text] {
+    EXPECT_EQ(EndOf([] {
                   // The limit is none for root.
                   const uid_t self = getuid();
                   const bool other = self == 0 && setresuid(NOBODY, NOBODY, self) == 0;
@@ -151,7 +218,7 @@ TEST(FreshProcess, SaysThatThereIsNone)
                   getrlimit(RLIMIT_NPROC, &processes);
                   const rlimit none{0, processes.rlim_max};
                   setrlimit(RLIMIT_NPROC, &none);
-                  const FreshResult result = InFreshProcess(text);
+                  const FreshResult result = InFreshProcess("path", "text");
                   setrlimit(RLIMIT_NPROC, &processes);
                   EXPECT_TRUE(!other || setresuid(self, self, self) == 0);
                   EXPECT_EQ(result.fault, "no process to examine it in: Resource temporarily unavailable");
@@ -160,3 +227,12 @@ TEST(FreshProcess, SaysThatThereIsNone)
 }
 
 }  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc == 4 && std::strcmp(argv[1], conformance::PART_PROCESS_ARGUMENT) == 0) {
+        conformance::AnswerAndEnd([argv] { return Say(argv[2], argv[3]); });
+    }
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/quiet_fork.h"
 #include "tools/numa_score/conformance/ownership.h"
 
 namespace {
@@ -42,7 +43,7 @@ protected:
 template <typename Function>
 bool Dies(Function&& function)
 {
-    const pid_t pid = fork();
+    const pid_t pid = support::ForkQuietly();
     if (pid == 0) {
         static_cast<void>(signal(SIGSEGV, SIG_DFL));  // a sanitizer may have put something else there
         function();

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/quiet_fork.h"
 #include "tests/support/scratch_directory.h"
 
 namespace {
@@ -27,7 +28,7 @@ std::string InAnotherProcess(Function function)
     if (pipe(ends) != 0) {
         return "no pipe";
     }
-    const pid_t child = fork();
+    const pid_t child = support::ForkQuietly();
     if (child == 0) {
         const std::string answer = function();
         const ssize_t written = write(ends[1], answer.data(), answer.size());
@@ -133,7 +134,7 @@ TEST(TarnixInstanceLock, SignalsTheHolder)
                                   "; TARNIX_RUNTIME_DIR names another directory");
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    const pid_t child = fork();
+    const pid_t child = support::ForkQuietly();
     if (child == 0) {
         InstanceLock lock(scratch / "run");
         const bool good = lock.Acquire().empty();

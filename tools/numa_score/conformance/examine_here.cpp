@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The process that examines one rule, from the inside.
+// The processes that examine one rule or a part of it, from the inside.
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -13,11 +14,14 @@
 #include <exception>
 
 #include "host/escape.h"
+#include "tools/numa_score/conformance/fresh_process.h"
 #include "tools/numa_score/conformance/guarded_heap.h"
 #include "tools/numa_score/conformance/rule_process.h"
 
 namespace conformance {
 namespace {
+
+constexpr int CANNOT = 2;
 
 /// Notes what was touched, then lets the signal do what it does.
 extern "C" void OnBadAccess(int number, siginfo_t* info, void* /*context*/)
@@ -53,13 +57,16 @@ void TakeSignals()
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
 
-}  // namespace
-
-int ExamineHere(const std::string& ruleId, const std::string& path)
+/// Makes a descriptor that was handed over this process's alone.
+bool Keep(int descriptor)
 {
-    constexpr int CANNOT = 2;
-    const Rule* const rule = FindRule(ruleId);
-    if (rule == nullptr || fcntl(NOTES_DESCRIPTOR, F_SETFD, FD_CLOEXEC) != 0) {
+    return fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0;
+}
+
+int ExamineRuleHere(const std::string& id, const std::string& path)
+{
+    const Rule* const rule = FindRule(id);
+    if (rule == nullptr || !Keep(NOTES_DESCRIPTOR)) {
         return CANNOT;
     }
     TakeSignals();
@@ -79,6 +86,29 @@ int ExamineHere(const std::string& ruleId, const std::string& path)
     }
     // A process that has a plug-in in it is not ended by exit(): libraries with threads hang in it.
     _exit(0);
+}
+
+int ExaminePartHere(const std::string& id, const std::string& path)
+{
+    const Part* const part = FindPart(id);
+    if (part == nullptr || !Keep(NOTES_DESCRIPTOR) || !Keep(ANSWER_DESCRIPTOR)) {
+        return CANNOT;
+    }
+    TakeSignals();
+    AnswerAndEnd([part, &path] { return part->examine(path, Notes(NOTES_DESCRIPTOR)); });
+}
+
+}  // namespace
+
+std::optional<int> ExamineHere(const char* what, const char* id, const char* path)
+{
+    if (std::strcmp(what, RULE_PROCESS_ARGUMENT) == 0) {
+        return ExamineRuleHere(id, path);
+    }
+    if (std::strcmp(what, PART_PROCESS_ARGUMENT) == 0) {
+        return ExaminePartHere(id, path);
+    }
+    return std::nullopt;
 }
 
 }  // namespace conformance

@@ -8,15 +8,23 @@
 
 namespace conformance {
 
+/// The descriptor that a process which examines a part of a rule leaves its answer on.
+constexpr int ANSWER_DESCRIPTOR = 4;
+
 struct FreshResult {
-    std::string text;   ///< what the function returned, its first 64 KiB
-    std::string fault;  ///< why there is none, what the function raised for example; mostly empty
+    std::string text;   ///< what the part says, its first 64 KiB
+    std::string fault;  ///< why it says nothing, what it raised for example; mostly empty
 };
 
-/// Calls `function` in a copy of this process, for what a host does once in the life of a process: what it
-/// loads is not loaded here. This process has one thread and no plug-in in it. When the copy dies of a
-/// signal, this process does too; when it ends early, this one ends with that status.
-FreshResult InFreshProcess(const std::function<std::string()>& function);
+/// Examines a part of a rule in a new process of this program, for what a host does once in the life of a
+/// process: what it loads is not loaded here. To be called in the process that examines the rule; both write
+/// to the same notes, NOTES_DESCRIPTOR. When the new process dies of a signal, this one does too; when it
+/// ends early, this one ends with that status.
+FreshResult InFreshProcess(const std::string& part, const std::string& path);
+
+/// What such a process does in the end: leaves the text of the function on ANSWER_DESCRIPTOR, or that of the
+/// exception that it raised, and ends with status 0.
+[[noreturn]] void AnswerAndEnd(const std::function<std::string()>& function);
 
 }  // namespace conformance
 

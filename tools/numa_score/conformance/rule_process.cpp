@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "tools/numa_score/conformance/orphan_keeper.h"
+#include "tools/numa_score/conformance/this_program.h"
 
 namespace conformance {
 namespace {
@@ -61,12 +62,7 @@ int Start(const Rule& rule, const std::string& path, int notes, pid_t& pid)
     posix_spawnattr_setpgroup(&attributes, 0);
     posix_spawnattr_setflags(&attributes,
                              POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
-    std::string name = "numa-score";
-    std::string argument = RULE_PROCESS_ARGUMENT;
-    std::string id = rule.id;
-    std::string library = path;
-    char* const argv[] = {name.data(), argument.data(), id.data(), library.data(), nullptr};
-    const int error = posix_spawn(&pid, "/proc/self/exe", &actions, &attributes, argv, environ);
+    const int error = StartThisProgram({RULE_PROCESS_ARGUMENT, rule.id, path}, actions, &attributes, pid);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return error;

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "tools/numa_score/conformance/rules.h"
@@ -18,7 +19,11 @@ namespace conformance {
 /// plug-in follow. No part of the command line that people use.
 constexpr const char* RULE_PROCESS_ARGUMENT = "--examine-rule";
 
-/// The descriptor that such a process finds its notes on.
+/// First argument of a process of this program that examines a part of a rule for such a process; the id of
+/// the part and the path of the plug-in follow.
+constexpr const char* PART_PROCESS_ARGUMENT = "--examine-part";
+
+/// The descriptor that such processes find their notes on.
 constexpr int NOTES_DESCRIPTOR = 3;
 
 /// The time that the examination of one rule may take.
@@ -45,8 +50,10 @@ Verdict ExamineInProcess(const Rule& rule, const std::string& path,
 /// The verdict on a rule whose process `pid` ended like this and left these notes.
 Verdict Judge(const ProcessEnd& end, const Notes& notes, pid_t pid);
 
-/// What such a process does: examines, notes the verdict, ends. Returns its exit status when it could not.
-int ExamineHere(const std::string& ruleId, const std::string& path);
+/// What a process does that was started with the argument `what`, RULE_PROCESS_ARGUMENT or
+/// PART_PROCESS_ARGUMENT: examines, notes the verdict or leaves the answer, ends. Returns its exit status
+/// when it could not, and nothing, at once, when `what` is another argument.
+std::optional<int> ExamineHere(const char* what, const char* id, const char* path);
 
 }  // namespace conformance
 

@@ -129,4 +129,16 @@ const Rule* FindRule(const std::string& id)
     return nullptr;
 }
 
+const Part* FindPart(const std::string& id)
+{
+    static constexpr Part PARTS[] = {{UNSUBSCRIBE_WITHOUT_CLOSE, UnsubscribeWithoutClose},
+                                     {TIMES_OF_CONTROL, TimesOfControl}};
+    for (const Part& part : PARTS) {
+        if (id == part.id) {
+            return &part;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace conformance

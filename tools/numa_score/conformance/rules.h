@@ -32,7 +32,16 @@ std::vector<Rule> RulesFor(const std::vector<std::string>& ids);
 /// Null when there is none of that id.
 const Rule* FindRule(const std::string& id);
 
-// The examinations, by what they look at.
+/// What a rule has examined in a process of its own once more.
+struct Part {
+    const char* id;
+    std::string (*examine)(const std::string& path, const Notes& notes);  ///< its text goes to the rule
+};
+
+/// Null when there is none of that id.
+const Part* FindPart(const std::string& id);
+
+// The examinations, by what they look at, and the parts of some.
 
 // rules_loading.cpp
 Verdict ExamineLoad(const std::string& path, const Notes& notes);
@@ -51,6 +60,8 @@ Verdict ExamineUnknownTopic(const std::string& path, const Notes& notes);
 Verdict ExamineNoQueue(const std::string& path, const Notes& notes);
 
 // rules_time.cpp
+constexpr const char* TIMES_OF_CONTROL = "times-of-control";
+std::string TimesOfControl(const std::string& path, const Notes& notes);
 Verdict ExamineTimeOfControl(const std::string& path, const Notes& notes);
 Verdict ExamineTimeOfUpdate(const std::string& path, const Notes& notes);
 Verdict ExamineTimeOfRun(const std::string& path, const Notes& notes);
@@ -61,6 +72,8 @@ Verdict ExaminePush(const std::string& path, const Notes& notes);
 // rules_messages.cpp
 Verdict ExamineMessages(const std::string& path, const Notes& notes);
 Verdict ExamineSubscribeOnce(const std::string& path, const Notes& notes);
+constexpr const char* UNSUBSCRIBE_WITHOUT_CLOSE = "unsubscribe-without-close";
+std::string UnsubscribeWithoutClose(const std::string& path, const Notes& notes);
 Verdict ExamineUnsubscribeOnce(const std::string& path, const Notes& notes);
 Verdict ExaminePublishedTopic(const std::string& path, const Notes& notes);
 Verdict ExaminePublishWhileOpen(const std::string& path, const Notes& notes);

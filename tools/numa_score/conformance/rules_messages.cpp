@@ -141,23 +141,26 @@ Verdict ExamineSubscribeOnce(const std::string& path, const Notes& notes)
     return any ? Passed("once each") : NotApplicable("no instance subscribes to anything");
 }
 
+/// What is wrong without CloseTopic, which Disable may take the place of; empty when nothing is.
+std::string UnsubscribeWithoutClose(const std::string& path, const Notes& notes)
+{
+    Cast cast(path, notes);
+    for (const std::unique_ptr<Actor>& actor : cast.Actors()) {
+        actor->Enable("");
+        actor->OpenAll();
+        actor->Disable();
+        std::string fault = UnsubscribeFault(*actor, "Disable");
+        if (!fault.empty()) {
+            return fault;
+        }
+    }
+    return {};
+}
+
 Verdict ExamineUnsubscribeOnce(const std::string& path, const Notes& notes)
 {
-    // First without CloseTopic, which Disable may take the place of; by instances of their own, as each is
-    // enabled and disabled once.
-    const FreshResult fresh = InFreshProcess([&path, &notes] {
-        Cast cast(path, notes);
-        for (const std::unique_ptr<Actor>& actor : cast.Actors()) {
-            actor->Enable("");
-            actor->OpenAll();
-            actor->Disable();
-            const std::string fault = UnsubscribeFault(*actor, "Disable");
-            if (!fault.empty()) {
-                return fault;
-            }
-        }
-        return std::string();
-    });
+    // By instances of their own, as each is enabled and disabled once.
+    const FreshResult fresh = InFreshProcess(UNSUBSCRIBE_WITHOUT_CLOSE, path);
     if (!fresh.fault.empty() || !fresh.text.empty()) {
         return fresh.fault.empty() ? Failed(fresh.text) : NotExamined(fresh.fault);
     }

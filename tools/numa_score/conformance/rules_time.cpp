@@ -75,8 +75,26 @@ struct CallTimes {
     std::vector<std::int64_t> times;
 };
 
-/// A line for each call of each instance: call, nanoseconds, whose.
-std::string ControlTimesOfOneLife(const std::string& path, const Notes& notes)
+void Collect(const std::string& lines, std::vector<CallTimes>& all)
+{
+    std::istringstream stream(lines);
+    std::string call;
+    std::int64_t ns = 0;
+    for (std::string about; stream >> call >> ns && stream.get() == ' ' && std::getline(stream, about);) {
+        auto known = std::find_if(all.begin(), all.end(), [&](const CallTimes& one) {
+            return one.about == about && one.call == call;
+        });
+        if (known == all.end()) {
+            known = all.insert(known, {about, call, {}});
+        }
+        known->times.push_back(ns);
+    }
+}
+
+}  // namespace
+
+/// A line for each call of each instance in one life: call, nanoseconds, whose.
+std::string TimesOfControl(const std::string& path, const Notes& notes)
 {
     Cast cast(path, notes);
     std::string lines;
@@ -97,31 +115,12 @@ std::string ControlTimesOfOneLife(const std::string& path, const Notes& notes)
     return lines;
 }
 
-void Collect(const std::string& lines, std::vector<CallTimes>& all)
-{
-    std::istringstream stream(lines);
-    std::string call;
-    std::int64_t ns = 0;
-    for (std::string about; stream >> call >> ns && stream.get() == ' ' && std::getline(stream, about);) {
-        auto known = std::find_if(all.begin(), all.end(), [&](const CallTimes& one) {
-            return one.about == about && one.call == call;
-        });
-        if (known == all.end()) {
-            known = all.insert(known, {about, call, {}});
-        }
-        known->times.push_back(ns);
-    }
-}
-
-}  // namespace
-
-Verdict ExamineTimeOfControl(const std::string& path, const Notes& notes)
+Verdict ExamineTimeOfControl(const std::string& path, const Notes& /*notes*/)
 {
     const auto end = std::chrono::steady_clock::now() + REPEAT_LIMIT;
     std::vector<CallTimes> all;
     for (int i = 0; i == 0 || (i < CONTROL_CALLS && std::chrono::steady_clock::now() < end); ++i) {
-        const FreshResult fresh =
-            InFreshProcess([&path, &notes] { return ControlTimesOfOneLife(path, notes); });
+        const FreshResult fresh = InFreshProcess(TIMES_OF_CONTROL, path);
         if (!fresh.fault.empty()) {
             return NotExamined(fresh.fault);
         }
