@@ -275,6 +275,17 @@ TEST(ExamineHere, NeedsARuleOrPartThatItKnows)
     EXPECT_EQ(ExamineHere(PART_PROCESS_ARGUMENT, "entry", MISFIT.c_str()), 2);
 }
 
+TEST(ExamineHere, APartNeedsTheProcessThatAsksForIt)
+{
+    EXPECT_EQ(support::RunInChild([] {
+                  dup2(STDERR_FILENO, NOTES_DESCRIPTOR);
+                  dup2(STDERR_FILENO, ANSWER_DESCRIPTOR);
+                  setpgid(0, 0);
+                  return *ExamineHere(PART_PROCESS_ARGUMENT, TIMES_OF_CONTROL, MISFIT.c_str());
+              }).status,
+              2);
+}
+
 TEST(ExamineHere, NeedsTheDescriptorsThatItWritesTo)
 {
     const struct {

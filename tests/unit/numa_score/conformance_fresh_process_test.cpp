@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -34,6 +35,7 @@ using conformance::InFreshProcess;
 
 constexpr uid_t NOBODY = 65534;
 constexpr int WENT_ON = 42;
+constexpr const char* NEVER_BEGINS = "never begins";  // a part: its process ends like this
 
 /// The parts that a new process of this program knows, by name; `path` is what was handed over.
 std::string Say(const std::string& part, const std::string& path)
@@ -76,14 +78,14 @@ std::string Say(const std::string& part, const std::string& path)
     return "text";
 }
 
-/// Descriptor 3 is open for a while, as it is where rules are examined.
+/// Descriptor 3 holds notes for a while, closed on exec, as it does where rules are examined.
 class NotesOpen {
 public:
     NotesOpen()
     {
-        const int file = open("/tmp", O_TMPFILE | O_RDWR, 0600);
-        dup2(file, conformance::NOTES_DESCRIPTOR);
+        const int file = memfd_create("notes", MFD_CLOEXEC);
         if (file != conformance::NOTES_DESCRIPTOR) {
+            dup3(file, conformance::NOTES_DESCRIPTOR, O_CLOEXEC);
             close(file);
         }
     }
@@ -127,20 +129,47 @@ TEST_F(FreshProcess, IsAnotherProcess)
 TEST_F(FreshProcess, SharesTheNotes)
 {
     const conformance::Notes left(conformance::NOTES_DESCRIPTOR);
-    left.At("the start");
     EXPECT_EQ(InFreshProcess("note", "Run of \"x\"").text, "text");
     EXPECT_EQ(left.Place(), "Run of \"x\"");
 }
 
 TEST_F(FreshProcess, LeavesNoDescriptorOpen)
 {
-    const int before = dup(STDIN_FILENO);
+    const int before = dup(conformance::NOTES_DESCRIPTOR);
+    ASSERT_GE(before, 0);
     close(before);
     static_cast<void>(InFreshProcess("path", "x"));
     static_cast<void>(InFreshProcess("raise", "x"));
-    const int after = dup(STDIN_FILENO);
+    const int after = dup(conformance::NOTES_DESCRIPTOR);
     close(after);
     EXPECT_EQ(after, before);
+}
+
+TEST_F(FreshProcess, WhereverTheFileOfTheAnswerIs)
+{
+    const int taken = dup(conformance::NOTES_DESCRIPTOR);
+    ASSERT_GE(taken, conformance::ANSWER_DESCRIPTOR) << "the file has a higher number then";
+    EXPECT_EQ(InFreshProcess("path", "x").text, "x");
+    EXPECT_EQ(InFreshProcess("raise", "").fault, "no such library");
+    close(taken);
+}
+
+TEST_F(FreshProcess, ThatEndsBeforeItBeginsIsNone)
+{
+    EXPECT_EQ(InFreshProcess(NEVER_BEGINS, "127").fault,
+              "no process to examine it in: ended with status 127 before it began");
+    EXPECT_EQ(InFreshProcess(NEVER_BEGINS, "-9").fault,
+              "no process to examine it in: ended by signal 9 (SIGKILL) before it began");
+    EXPECT_EQ(InFreshProcess(NEVER_BEGINS, "0").fault,
+              "no process to examine it in: ended with status 0 before it began");
+}
+
+TEST_F(FreshProcess, BeginsInAPlaceOfItsOwn)
+{
+    const conformance::Notes left(conformance::NOTES_DESCRIPTOR);
+    left.At("Disable of \"x\"");
+    InFreshProcess(NEVER_BEGINS, "127");
+    EXPECT_EQ(left.Place(), "the start");
 }
 
 TEST_F(FreshProcess, GivesTheReasonOfAnException)
@@ -231,6 +260,13 @@ TEST_F(FreshProcess, SaysThatThereIsNone)
 int main(int argc, char** argv)
 {
     if (argc == 4 && std::strcmp(argv[1], conformance::PART_PROCESS_ARGUMENT) == 0) {
+        if (std::strcmp(argv[2], NEVER_BEGINS) == 0) {
+            const int end = std::stoi(argv[3]);
+            if (end < 0) {
+                raise(-end);
+            }
+            _exit(end);
+        }
         conformance::AnswerAndEnd([argv] { return Say(argv[2], argv[3]); });
     }
     testing::InitGoogleTest(&argc, argv);

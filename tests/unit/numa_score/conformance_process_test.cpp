@@ -70,6 +70,17 @@ TEST_F(RuleProcess, VerdictOfAProcessThatDidNot)
               "not examined: no process to examine it in: Cannot allocate memory");
 }
 
+TEST_F(RuleProcess, WhatHasNotBegunIsNoPlugInsFault)
+{
+    EXPECT_EQ(Seen(Kind::EXITED, 127),
+              "not examined: no process to examine it in: ended with status 127 before it began");
+    EXPECT_EQ(Seen(Kind::EXITED, 0),
+              "not examined: no process to examine it in: ended with status 0 before it began");
+    EXPECT_EQ(Seen(Kind::SIGNALLED, SIGKILL),
+              "not examined: no process to examine it in: ended by signal 9 (SIGKILL) before it began");
+    EXPECT_EQ(Seen(Kind::TIMED_OUT), "not examined: no process to examine it in: not begun after 10 s");
+}
+
 TEST_F(RuleProcess, VerdictOfAnotherProcessIsNone)
 {
     notes.At("Run of \"x\"");

@@ -95,6 +95,10 @@ int ExaminePartHere(const std::string& id, const std::string& path)
         return CANNOT;
     }
     TakeSignals();
+    // The process that asked leads the group. Should it be gone already, nobody is left to end this one.
+    if (getppid() != getpgrp()) {
+        return CANNOT;
+    }
     AnswerAndEnd([part, &path] { return part->examine(path, Notes(NOTES_DESCRIPTOR)); });
 }
 

@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include <exception>
-#include <system_error>
 
+#include "tools/numa_score/conformance/notes.h"
 #include "tools/numa_score/conformance/rule_process.h"
 #include "tools/numa_score/conformance/this_program.h"
 
@@ -20,7 +20,9 @@ namespace conformance {
 namespace {
 
 constexpr std::size_t MOST_TEXT = std::size_t{64} << 10U;
-// Stands first in the answer once the text is there: that of the function, or of its exception.
+// Stands first in the answer: the process has begun; or the text is there, that of the function or of its
+// exception.
+constexpr char BEGUN = '?';
 constexpr char DONE = '.';
 constexpr char RAISED = '!';
 
@@ -36,13 +38,28 @@ int Start(const std::string& part, const std::string& path, int answer, pid_t& p
     return error;
 }
 
-/// How the process ended, as waitpid() tells it.
-int EndOf(pid_t pid)
+ProcessEnd Await(pid_t pid)
 {
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    return status;
+    return EndOf(status);
+}
+
+/// Ends this process in the same way.
+void EndLikewise(const ProcessEnd& end)
+{
+    if (end.kind == ProcessEnd::Kind::SIGNALLED) {
+        static_cast<void>(signal(end.number, SIG_DFL));
+        static_cast<void>(raise(end.number));
+    }
+    _exit(end.number);
+}
+
+void Leave(const std::string& answer)
+{
+    // What cannot be written leaves the answer as it was; there is nobody to tell.
+    static_cast<void>(!pwrite(ANSWER_DESCRIPTOR, answer.data(), answer.size(), 0));
 }
 
 std::string AnswerOn(int file)
@@ -57,30 +74,33 @@ std::string AnswerOn(int file)
 
 FreshResult InFreshProcess(const std::string& part, const std::string& path)
 {
+    // The place of an earlier part is none of this one's.
+    Notes(NOTES_DESCRIPTOR).At("the start");
     const int file = memfd_create("answer", MFD_CLOEXEC);
     pid_t pid = -1;
-    const int error = file < 0 ? errno : Start(part, path, file, pid);
-    const int status = error == 0 ? EndOf(pid) : 0;
-    const std::string text = error == 0 ? AnswerOn(file) : "";
+    ProcessEnd end;
+    end.number = file < 0 ? errno : Start(part, path, file, pid);
+    std::string answer;
+    if (end.number == 0) {
+        end = Await(pid);
+        answer = AnswerOn(file);
+    }
     if (file >= 0) {
         close(file);
     }
-    if (error != 0) {
-        return {"", "no process to examine it in: " + std::generic_category().message(error)};
+    if (answer.empty()) {
+        return {"", NotBegun(end)};
     }
-    if (WIFSIGNALED(status)) {
-        static_cast<void>(signal(WTERMSIG(status), SIG_DFL));
-        static_cast<void>(raise(WTERMSIG(status)));
+    if (end.kind != ProcessEnd::Kind::EXITED || end.number != 0 || answer.front() == BEGUN) {
+        EndLikewise(end);
     }
-    if (text.empty() || WEXITSTATUS(status) != 0) {
-        _exit(WEXITSTATUS(status));
-    }
-    return text.front() == DONE ? FreshResult{text.substr(1), ""} : FreshResult{"", text.substr(1)};
+    return answer.front() == DONE ? FreshResult{answer.substr(1), ""} : FreshResult{"", answer.substr(1)};
 }
 
 void AnswerAndEnd(const std::function<std::string()>& function)
 {
     const pid_t self = getpid();
+    Leave({BEGUN});
     std::string text;
     try {
         text = DONE + function().substr(0, MOST_TEXT);
@@ -89,7 +109,7 @@ void AnswerAndEnd(const std::function<std::string()>& function)
     }
     // Where the plug-in has forked, its copies of this process come here too.
     if (getpid() == self) {
-        static_cast<void>(!pwrite(ANSWER_DESCRIPTOR, text.data(), text.size(), 0));
+        Leave(text);
     }
     _exit(0);
 }

@@ -19,7 +19,8 @@ struct FreshResult {
 /// Examines a part of a rule in a new process of this program, for what a host does once in the life of a
 /// process: what it loads is not loaded here. To be called in the process that examines the rule; both write
 /// to the same notes, NOTES_DESCRIPTOR. When the new process dies of a signal, this one does too; when it
-/// ends early, this one ends with that status.
+/// ends early, this one ends with that status. When it ends before it has begun, that is a fault: no plug-in
+/// was in it.
 FreshResult InFreshProcess(const std::string& part, const std::string& path);
 
 /// What such a process does in the end: leaves the text of the function on ANSWER_DESCRIPTOR, or that of the

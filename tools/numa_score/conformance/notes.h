@@ -14,8 +14,8 @@
 
 namespace conformance {
 
-/// What the process that examines a rule leaves behind for the one that started it, in a file that both hold:
-/// where it was, what it touched when it died, the verdict. The notes outlive that process. They are no
+/// What the processes that examine a rule leave behind for the one that started them, in a file that all
+/// hold: where they were, what they touched when they died, the verdict. The notes outlive them. They are no
 /// defence against malice: the plug-in is in the same process and could write here what it likes.
 class Notes {
 public:

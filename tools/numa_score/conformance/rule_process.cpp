@@ -92,10 +92,7 @@ ProcessEnd Await(pid_t pid, const std::function<bool()>& stopRequested)
         }
         std::this_thread::sleep_for(BETWEEN_LOOKS);
     }
-    const bool signalled = WIFSIGNALED(status);
-    end.kind = signalled ? ProcessEnd::Kind::SIGNALLED : ProcessEnd::Kind::EXITED;
-    end.number = signalled ? WTERMSIG(status) : WEXITSTATUS(status);
-    return end;
+    return EndOf(status);
 }
 
 std::string SignalText(int number)
@@ -106,20 +103,48 @@ std::string SignalText(int number)
 
 }  // namespace
 
+ProcessEnd EndOf(int waitStatus)
+{
+    if (WIFSIGNALED(waitStatus)) {
+        return {ProcessEnd::Kind::SIGNALLED, WTERMSIG(waitStatus)};
+    }
+    return {ProcessEnd::Kind::EXITED, WEXITSTATUS(waitStatus)};
+}
+
+std::string NotBegun(const ProcessEnd& end)
+{
+    const std::string what = "no process to examine it in: ";
+    switch (end.kind) {
+        case ProcessEnd::Kind::SIGNALLED:
+            return what + "ended by " + SignalText(end.number) + " before it began";
+        case ProcessEnd::Kind::TIMED_OUT:
+            return what + "not begun after " + std::to_string(RULE_LIMIT.count()) + " s";
+        case ProcessEnd::Kind::EXITED:
+            return what + "ended with status " + std::to_string(end.number) + " before it began";
+        case ProcessEnd::Kind::NOT_STARTED:
+        case ProcessEnd::Kind::INTERRUPTED:
+            break;
+    }
+    return what + std::generic_category().message(end.number);
+}
+
 Verdict Judge(const ProcessEnd& end, const Notes& notes, pid_t pid)
 {
+    const bool begun = !notes.Place().empty();
     const std::string place = " in " + notes.Place();
     const std::string touched = notes.TouchedText();
     switch (end.kind) {
         case ProcessEnd::Kind::NOT_STARTED:
-            return NotExamined("no process to examine it in: " + std::generic_category().message(end.number));
+            return NotExamined(NotBegun(end));
         case ProcessEnd::Kind::INTERRUPTED:
             return NotExamined("interrupted");
         case ProcessEnd::Kind::TIMED_OUT:
-            return Failed("not back after " + std::to_string(RULE_LIMIT.count()) + " s" + place);
+            return !begun ? NotExamined(NotBegun(end))
+                          : Failed("not back after " + std::to_string(RULE_LIMIT.count()) + " s" + place);
         case ProcessEnd::Kind::SIGNALLED:
-            return Failed("ended by " + SignalText(end.number) + place +
-                          (touched.empty() ? "" : ", on touching " + touched));
+            return !begun ? NotExamined(NotBegun(end))
+                          : Failed("ended by " + SignalText(end.number) + place +
+                                   (touched.empty() ? "" : ", on touching " + touched));
         case ProcessEnd::Kind::EXITED:
             break;
     }
@@ -127,7 +152,8 @@ Verdict Judge(const ProcessEnd& end, const Notes& notes, pid_t pid)
     if (end.number == 0 && verdict) {
         return *verdict;
     }
-    return Failed("ended the process with status " + std::to_string(end.number) + place);
+    return !begun ? NotExamined(NotBegun(end))
+                  : Failed("ended the process with status " + std::to_string(end.number) + place);
 }
 
 Verdict ExamineInProcess(const Rule& rule, const std::string& path,

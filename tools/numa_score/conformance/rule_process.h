@@ -47,6 +47,13 @@ struct ProcessEnd {
 Verdict ExamineInProcess(const Rule& rule, const std::string& path,
                          const std::function<bool()>& stopRequested);
 
+/// How a process ended of which waitpid() tells this.
+ProcessEnd EndOf(int waitStatus);
+
+/// Why there was no process to examine a rule in, or no part of one: it ended like this before it began, out
+/// of descriptors for example.
+std::string NotBegun(const ProcessEnd& end);
+
 /// The verdict on a rule whose process `pid` ended like this and left these notes.
 Verdict Judge(const ProcessEnd& end, const Notes& notes, pid_t pid);
 
