@@ -18,6 +18,7 @@
 
 #include "common/probes.h"
 #include "common/pseudo_file.h"
+#include "common/retried_open.h"
 
 namespace {
 
@@ -30,11 +31,7 @@ constexpr std::size_t PADDING_SIZE = 4;
 int CreateNew(const std::string& name)
 {
     unlink(name.c_str());
-    int descriptor = -1;
-    do {
-        descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor;
+    return runtime::OpenRetrying(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
 }
 
 bool WriteAll(int descriptor, const unsigned char* bytes, std::size_t size)

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <new>
 
+#include "common/retried_open.h"
+
 namespace probe {
 
 namespace {
@@ -67,11 +69,7 @@ PathText& PathText::Add(int number) noexcept
 
 int OpenDescriptor(const char* path, int flags) noexcept
 {
-    int descriptor = -1;
-    do {
-        descriptor = open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor;
+    return runtime::OpenRetrying(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
 PseudoFile::PseudoFile(const char* path) noexcept : fd(OpenDescriptor(path, O_RDONLY)) {}

@@ -18,6 +18,7 @@
 #include <yaml-cpp/eventhandler.h>
 
 #include "common/owned_descriptor.h"
+#include "common/retried_open.h"
 
 namespace {
 
@@ -88,16 +89,6 @@ TnResult CheckKind(const std::string& path, const struct stat& status)
     return {};
 }
 
-int OpenRetrying(const std::string& path)
-{
-    int fd = -1;
-    do {
-        // Not waiting for the writer of a FIFO that took the place of the file since it was looked at.
-        fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
-}
-
 TnResult ReadAll(const std::string& path, int fd, std::string& text)
 {
     std::array<char, 16384> block;
@@ -125,7 +116,9 @@ TnResult ReadText(const std::string& path, std::string& text)
     if (TnResult result = CheckKind(path, status); result.code != 0) {
         return result;
     }
-    const runtime::OwnedDescriptor file(OpenRetrying(path));
+    // Not waiting for the writer of a FIFO that took the place of the file since it was looked at.
+    const runtime::OwnedDescriptor file(
+        runtime::OpenRetrying(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.Get() < 0) {
         return CannotBeOpened<YAML::BadFile>(path);
     }

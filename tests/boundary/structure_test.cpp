@@ -90,6 +90,20 @@ TEST(Layering, EveryRoomIsKeptFromTheOthers)
          "tools may include tools/, host/, config/, common/, scenario/framework.h, scenario/numa_scenario.h"},
         {"tools/t/a.cpp", "tests/support/x.h",
          "tools may include tools/, host/, config/, common/, scenario/framework.h, scenario/numa_scenario.h"},
+        {"tools/cli/a.cpp", "common/x.h", "tools/cli may include tools/cli/"},
+        {"tools/numa_score/a.cpp", "tools/tnstat/x.h",
+         "tools/numa_score may include tools/numa_score/, host/, config/, common/, scenario/framework.h, "
+         "scenario/numa_scenario.h, tools/cli/"},
+        {"tools/numa_score/conformance/a.cpp", "tools/tarnix/x.h",
+         "tools/numa_score may include tools/numa_score/, host/, config/, common/, scenario/framework.h, "
+         "scenario/numa_scenario.h, tools/cli/"},
+        {"tools/tarnix/a.cpp", "tools/tnstat/x.h",
+         "tools/tarnix may include tools/tarnix/, host/, config/, common/, scenario/framework.h, "
+         "scenario/numa_scenario.h, tools/cli/, tools/tarnix_config/"},
+        {"tools/tarnix_config/a.cpp", "host/x.h",
+         "tools/tarnix_config may include tools/tarnix_config/, config/, common/, tools/cli/"},
+        {"tools/tnstat/a.cpp", "host/x.h",
+         "tools/tnstat may include tools/tnstat/, config/, common/, tools/cli/"},
     };
     for (const ForbiddenInclude& row : cases) {
         for (const char* quotes : {"\"\"", "<>"}) {

@@ -10,7 +10,7 @@
 #include <cerrno>
 
 #include "common/owned_descriptor.h"
-#include "host/retried_open.h"
+#include "common/retried_open.h"
 #include "tools/tarnix/messages.h"
 
 namespace tarnix {
@@ -62,7 +62,7 @@ InstanceLock::~InstanceLock()
 std::string InstanceLock::Acquire()
 {
     mkdir(directory.c_str(), 0755);  // what matters shows with the file
-    fd = host::OpenRetrying(path, O_RDWR | O_CREAT | SAFELY, 0600);
+    fd = runtime::OpenRetrying(path.c_str(), O_RDWR | O_CREAT | SAFELY, 0600);
     if (fd < 0) {
         return messages::CannotLock(path, errno);
     }
@@ -79,7 +79,7 @@ std::string InstanceLock::Acquire()
 
 std::string InstanceLock::Signal(int number) const
 {
-    const runtime::OwnedDescriptor file(host::OpenRetrying(path, O_RDONLY | SAFELY));
+    const runtime::OwnedDescriptor file(runtime::OpenRetrying(path.c_str(), O_RDONLY | SAFELY));
     if (file.Get() < 0) {
         return errno == ENOENT || errno == ENOTDIR ? messages::NotRunning(path)
                                                    : messages::CannotReadLock(path, errno);

@@ -12,7 +12,7 @@
 #include <cstring>
 
 #include "common/owned_descriptor.h"
-#include "host/retried_open.h"
+#include "common/retried_open.h"
 #include "tools/tnstat/messages.h"
 
 namespace tnstat {
@@ -78,7 +78,7 @@ std::string ImpossibleFigure(const SystemMetrics& record)
 Reading ReadMetricsFile(const std::string& path)
 {
     const runtime::OwnedDescriptor file(
-        host::OpenRetrying(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+        runtime::OpenRetrying(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status = {};
     if (file.Get() < 0 || fstat(file.Get(), &status) != 0) {
         return Fault(messages::CannotReadMetrics(path, errno));
